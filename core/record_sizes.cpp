@@ -1,0 +1,24 @@
+// Record sizes that hosts and the engine's arithmetic depend on. On 32-bit
+// builds they match the engine's original layout to the byte.
+#include <cstddef>
+#include <cstdint>
+
+#include "engine3d.h"
+
+static_assert(sizeof(E3DVertex) == 13 * sizeof(float));
+
+#if UINTPTR_MAX == 0xFFFFFFFFu
+static_assert(sizeof(E3DList) == 12);
+static_assert(sizeof(E3DNode) == 12);
+static_assert(sizeof(E3DSortEntry) == 16);
+static_assert(sizeof(E3DPolygon) == 28 * 4);
+static_assert(sizeof(E3DTextureLayer) == 7 * 4);
+static_assert(offsetof(E3DMaterial, layers) == 3 * sizeof(E3DTextureLayer));
+static_assert(offsetof(E3DMaterial, tail) == 6 * sizeof(E3DTextureLayer));
+static_assert(sizeof(E3DMaterial) == 51 * 4);
+static_assert(sizeof(E3DTexture) == 24 * 4);
+static_assert(offsetof(E3DTexture, pixels) == 7 * 4);
+static_assert(offsetof(E3DTexture, width) == 10 * 4);
+static_assert(offsetof(E3DTexture, pitch) == 12 * 4);
+static_assert(offsetof(E3DTexture, width2) == 18 * 4);
+#endif

@@ -1,0 +1,241 @@
+/*
+ * Engine3D: a CPU software 3D renderer with a flat C interface.
+ *
+ * A host calls InitEngine3D, builds scenes of meshes, lights, cameras,
+ * materials and skeletons through the functions below, binds a viewport
+ * with a 16-bit 5-5-5 frame buffer (and optionally a 1/z depth buffer) and
+ * calls DrawScene once per frame. ReleaseEngine3D ends the engine's life.
+ *
+ * Conventions
+ * - Objects are plain records handed out as pointers. The caller owns what
+ *   it creates and frees it with the matching Delete... function.
+ * - Failure is a NULL or 0 result; there are no error codes or messages.
+ * - Every byte comes from the host support library (AllocateMemory /
+ *   FreeMemory); the engine starts no threads and reads no files.
+ * - The engine is single-threaded and not re-entrant: serialise all calls.
+ * - Records keep the field order of the engine's original 32-bit layout.
+ *   Pointer fields are pointer-sized, so on 64-bit hosts records are larger;
+ *   sizes quoted in words hold for 32-bit builds.
+ *
+ * Where Engine3D goes beyond the letter of its design, the comment of the
+ * function says so ("Guard:"): such guards never change a result that the
+ * design defines for finite, in-range input.
+ */
+#ifndef ENGINE3D_H
+#define ENGINE3D_H
+
+#include <stdint.h>
+
+#if defined(E3D_BUILDING)
+#define E3D_API __attribute__((visibility("default")))
+#else
+#define E3D_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ======================================================================
+ * Records shared by several families
+ * ====================================================================== */
+
+/* Counted, growable array of object pointers; an all-zero list is empty. */
+typedef struct E3DList {
+    int32_t count;    /* entries in use */
+    int32_t capacity; /* slots in items */
+    void **items;     /* entries in insertion order, or NULL */
+} E3DList;
+
+/* Node header: the first fields of every mesh, camera and light record.
+ * Object type = type & 63: 1 and 2 mesh, 4 camera, 8 camera target,
+ * 16 light, 32 light target. */
+typedef struct E3DNode {
+    uint16_t type;
+    int16_t childCount;
+    struct E3DNode *parent;    /* NULL for a root */
+    struct E3DNode **children; /* childCount entries in attach order, or NULL */
+} E3DNode;
+
+enum {
+    E3D_NODE_MESH = 1,
+    E3D_NODE_MESH2 = 2,
+    E3D_NODE_CAMERA = 4,
+    E3D_NODE_CAMERA_TARGET = 8,
+    E3D_NODE_LIGHT = 16,
+    E3D_NODE_LIGHT_TARGET = 32
+};
+
+/* Polygon-list entry: one per drawn triangle (16 bytes on 32-bit hosts). */
+typedef struct E3DSortEntry {
+    float key;             /* sum of the three view depths (sorted entries) */
+    struct E3DMesh *mesh;  /* owner of the polygon and its vertex work array */
+    struct E3DPolygon *polygon;
+    uint32_t mode;         /* render bits 20-26 | shading code bits 0-2 */
+} E3DSortEntry;
+
+/* Per-vertex work record (13 words on 32-bit hosts). Mesh building writes
+ * only position; the vertex stages own the rest. */
+typedef struct E3DVertex {
+    uint32_t clipCode;       /* out-code of the last projection */
+    float position[3];       /* mesh space */
+    float worldPosition[3];  /* bone-deformed meshes only */
+    float viewX, viewY, depth;
+    float screenX, screenY;
+    float invDepth;
+} E3DVertex;
+
+/* Polygon record: one triangle (28 words on 32-bit hosts). Slot order is the
+ * reverse of the argument order of the polygon setters. */
+typedef struct E3DPolygon {
+    uint32_t flags;         /* mode 0-2 and 6, 0x80 back side drawn, edge
+                               visibility 9-11, smoothing group 12-16, render
+                               20-22, texture 23-26 */
+    float normal[3];        /* face plane normal */
+    float planeD;           /* face plane distance */
+    int32_t vertex[3];      /* vertex indices of slots 0, 1, 2 */
+    int32_t normalIndex[3]; /* per-slot index into the mesh's vertexNormals */
+    float coords[3][4];     /* per slot: u, v, environment u, environment v */
+    struct E3DMaterial *material;     /* front material */
+    struct E3DMaterial *backMaterial; /* back material */
+    uint32_t color;         /* 0x00RRGGBB face colour (first corner, Gouraud) */
+    uint32_t color1;        /* second corner (Gouraud) */
+    uint32_t color2;        /* third corner (Gouraud) */
+} E3DPolygon;
+
+/* Texture layer block of a material (7 words on 32-bit hosts). */
+typedef struct E3DTextureLayer {
+    uint32_t mode;        /* bits 4-5 texture mode; bit 30 power-of-two sides */
+    uint16_t *pixels;
+    int32_t width;
+    int32_t height;
+    int32_t shift;        /* log2(width) for power-of-two textures, else pitch/2 */
+    struct E3DTexture *texture;
+    uint32_t reserved;
+} E3DTextureLayer;
+
+/* Material: mode word, four colour slots, specular values, alpha level and
+ * blend type, and four texture layers. Layer block 3 shares its storage
+ * with colorOp and the start of name: a texture set on layer 3 overwrites
+ * them (on 64-bit hosts the larger block covers all of colorOp and name,
+ * and never hostObject). */
+typedef struct E3DMaterial {
+    uint32_t mode;          /* shade 0-2, cull 3-5, bit 6, colour op 0x100,
+                               specular 0x80000, render 20-22, layers 23-26 */
+    float color[4][4];      /* r, g, b, a in 0..255; storage order of the
+                               slots: 0, 1, 3, 2 */
+    float shininess;
+    float specularLevel;
+    uint16_t alphaLevel;    /* opacity level 0..255 (blend type 2) */
+    uint16_t alphaMode;     /* blend type: 0 replace, 1 additive, 2 opacity,
+                               3 subtractive */
+    uint32_t reserved;
+    E3DTextureLayer layers[3];
+    union {
+        E3DTextureLayer layer3;
+        struct {
+            uint16_t colorOp;
+            char name[30];
+        } named;
+    } tail;
+    uintptr_t hostObject;   /* non-zero: bound to a host object */
+} E3DMaterial;
+
+/* Mesh: vertices, triangles, an embedded default material, four matrices,
+ * a light list and the buffers of the depth sort. */
+typedef struct E3DMesh {
+    E3DNode node;              /* type 1 */
+    int32_t meshKind;          /* 0 unvalidated, 1 ordinary, 2 bone-deformed, 3 billboard */
+    uint32_t state;            /* display state word; 0x07F00027 at creation */
+    uint32_t billboardMode;
+    int32_t vertexCount;
+    int32_t polygonCount;      /* triangles of this mesh */
+    int32_t treePolygonCount;  /* triangles of this mesh and its mesh descendants */
+    E3DVertex *vertices;
+    float *vertexNormals;      /* 3 floats per corner normal */
+    E3DPolygon *polygons;
+    uint32_t *vertexFlags;     /* one bit per vertex: projected this frame */
+    uint32_t *sortBuffer;      /* treePolygonCount indices, then the entries */
+    E3DSortEntry *sortEntries; /* first entry in sortBuffer; NULL while the
+                                  mesh is built incrementally */
+    struct E3DSkeleton *skeleton;
+    uint32_t *skinWeights;     /* four words per vertex */
+    float pivot[3];
+    float modelMatrix[12];     /* 3 rows of 4: rotation, translation last */
+    float baseMatrix[12];
+    float worldMatrix[12];
+    float auxMatrix[12];
+    struct E3DAABB *boundingBox;
+    struct E3DLight **lights;  /* 64 slots, ending at the first NULL */
+    E3DMaterial defaultMaterial;
+    char name[32];
+    struct E3DViewport *viewport;
+    uintptr_t hostObject;      /* non-zero: bound to a host object */
+} E3DMesh;
+
+/* Texture record, also the host's bitmap description (24 words on 32-bit
+ * hosts): pixels in word 8, width and height in words 11-12 (again in
+ * 19-20), byte pitch in word 13. */
+typedef struct E3DTexture {
+    uint32_t reserved0[7];
+    uint16_t *pixels;
+    uint32_t reserved1[2];
+    int32_t width;
+    int32_t height;
+    int32_t pitch;          /* bytes from one row to the next */
+    uint32_t reserved2[5];
+    int32_t width2;
+    int32_t height2;
+    uint32_t reserved3[4];
+} E3DTexture;
+
+/* ======================================================================
+ * Engine lifecycle
+ * ====================================================================== */
+
+/* Builds the shared tables (sort state, raster tables, root tables); returns 0. */
+E3D_API int32_t InitEngine3D(void);
+/* Frees the shared tables; does nothing unless the engine is initialised. */
+E3D_API void ReleaseEngine3D(void);
+
+/* ======================================================================
+ * Object lists
+ * ====================================================================== */
+
+/* Zeroes count, capacity and items without freeing anything. */
+E3D_API void InitList(E3DList *list);
+/* Appends element, growing the array by exactly one slot when full.
+ * Guard: when the allocation fails the list is left unchanged. */
+E3D_API void AddListElement(E3DList *list, void *element);
+/* With two or more entries: compacts out every entry equal to element and
+ * decreases count by one (even when element is absent). With one entry or
+ * none: frees the array and zeroes the list, whatever element is. */
+E3D_API void RemoveListElement(E3DList *list, void *element);
+/* Index of the first entry equal to element, or -1. */
+E3D_API int32_t GetListElementIndex(const E3DList *list, const void *element);
+
+/* ======================================================================
+ * Radix sort
+ * ====================================================================== */
+
+/* Frees the shared scratch array (called by InitEngine3D). */
+E3D_API void InitRadixSort(void);
+/* Frees the shared scratch array (called by ReleaseEngine3D). */
+E3D_API void ReleaseRadixSort(void);
+/* Grows the scratch array to n if needed and writes indices[i] = i. */
+E3D_API void ResetRadixSort(uint32_t n, uint32_t *indices);
+/* Stable LSB-first radix sort of indices by keys[indices[i]]; returns at once
+ * when the keys are already in order. Signed mode orders only non-negative
+ * keys (negative keys overlap; Guard: every write stays inside the arrays).
+ * Guard: when the scratch array cannot be allocated, indices are unchanged. */
+E3D_API void RadixLongSorter(uint32_t n, const uint32_t *keys, uint32_t *indices, int32_t isSigned);
+/* Stable radix sort of indices by the float keys (negatives first). */
+E3D_API void RadixFloatSorter(uint32_t n, const float *keys, uint32_t *indices);
+
+/* @@SECTIONS@@ : later families are added above this line, one section each. */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ENGINE3D_H */
