@@ -1,0 +1,207 @@
+// Triangle set-up shared by the solid fillers: 28.4 corners, the corner sort
+// with its tie rules, the middle-side rule, integer edge stepping and the
+// plane gradients of the float interpolants (depth, colour channels).
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+#include "engine3d.h"
+
+namespace e3d {
+
+// A screen coordinate with 4 fraction bits.
+using Fixed28_4 = int32_t;
+// A colour channel or step with 16 fraction bits.
+using Fixed16_16 = int32_t;
+
+// Floor division with a remainder in [0, denominator), denominator > 0.
+inline void FloorDivMod64(int64_t numerator, int64_t denominator, int64_t &quotient, int64_t &remainder) {
+    quotient = numerator / denominator;
+    remainder = numerator % denominator;
+    if (remainder < 0) {
+        quotient -= 1;
+        remainder += denominator;
+    }
+}
+
+// Corners further out than this many pixels are pulled in before the
+// fixed-point set-up, so that no input can overflow its integer arithmetic.
+// Real corners are inside the viewport; only direct calls with wild
+// coordinates are affected.
+constexpr float kCornerLimit = 32768.0f;
+
+inline Fixed28_4 ToFixed28_4(float screen) {
+    float v = screen * 16.0f;
+    if (!(v >= -kCornerLimit * 16.0f)) v = -kCornerLimit * 16.0f;  // also NaN
+    if (v > kCornerLimit * 16.0f) v = kCornerLimit * 16.0f;
+    return Fixed28_4(std::lrint(v));
+}
+
+// N float attributes ride along each edge: value at the edge's current
+// pixel, change per scanline, and extra change when the error term carries.
+template <int N>
+struct EdgeWalker {
+    int32_t x;
+    int32_t xStep;
+    int32_t numerator;
+    int32_t denominator;
+    int32_t errorTerm;
+    int32_t y;
+    int32_t height;
+    float value[N > 0 ? N : 1];
+    float step[N > 0 ? N : 1];
+    float stepExtra[N > 0 ? N : 1];
+
+    void Advance() {
+        x += xStep;
+        y += 1;
+        height -= 1;
+        errorTerm += numerator;
+        const bool carry = errorTerm >= denominator;
+        if (carry) {
+            x += 1;
+            errorTerm -= denominator;
+        }
+        for (int i = 0; i < N; ++i) {
+            value[i] += step[i];
+            if (carry) value[i] += stepExtra[i];
+        }
+    }
+};
+
+template <int N>
+struct SetUpCorner {
+    Fixed28_4 x, y;
+    float attr[N > 0 ? N : 1];
+};
+
+template <int N>
+struct TriangleSetUp {
+    EdgeWalker<N> longEdge, topEdge, bottomEdge;
+    bool middleOnRight;
+    float ddx[N > 0 ? N : 1];  // per-pixel gradients
+    float ddy[N > 0 ? N : 1];
+};
+
+// Sets an edge from upper corner t to lower corner b; false when it covers
+// no scanline.
+template <int N>
+inline bool SetUpEdge(EdgeWalker<N> &e, const SetUpCorner<N> &t, const SetUpCorner<N> &b,
+                      const float *ddx, const float *ddy) {
+    int64_t yStart, yEnd, unused;
+    FloorDivMod64(int64_t(t.y) + 15, 16, yStart, unused);
+    FloorDivMod64(int64_t(b.y) + 15, 16, yEnd, unused);
+    e.y = int32_t(yStart);
+    e.height = int32_t(yEnd - yStart);
+    if (e.height <= 0) {
+        e.height = 0;
+        return false;
+    }
+    const int64_t dY = int64_t(b.y) - t.y;
+    const int64_t dX = int64_t(b.x) - t.x;
+    const int64_t n = (16 * yStart - t.y) * dX + (int64_t(t.x) + 16) * dY - 1;
+    int64_t x, error;
+    FloorDivMod64(n, 16 * dY, x, error);
+    e.x = int32_t(x);
+    e.errorTerm = int32_t(error);
+    int64_t step, numerator;
+    FloorDivMod64(16 * dX, 16 * dY, step, numerator);
+    e.xStep = int32_t(step);
+    e.numerator = int32_t(numerator);
+    e.denominator = int32_t(16 * dY);
+    for (int i = 0; i < N; ++i) {
+        e.value[i] = t.attr[i] + float(16 * yStart - t.y) * (1.0f / 16.0f) * ddy[i] +
+                     float(16 * x - t.x) * (1.0f / 16.0f) * ddx[i];
+        e.step[i] = float(e.xStep) * ddx[i] + ddy[i];
+        e.stepExtra[i] = ddx[i];
+    }
+    return true;
+}
+
+// Sorts the corners A, B, C (top first) with the exact tie rules, finds the
+// side of the middle corner and sets up the three edges and the gradients.
+// Returns false when the triangle covers no scanline at all.
+template <int N>
+inline bool SetUpTriangle(TriangleSetUp<N> &s, const SetUpCorner<N> &a, const SetUpCorner<N> &b,
+                          const SetUpCorner<N> &c) {
+    if (a.y == b.y && b.y == c.y) return false;
+    const SetUpCorner<N> *top, *mid, *bot;
+    bool rotation;  // the sorted order is a rotation of A, B, C
+    if (a.y < b.y) {
+        if (c.y < a.y) top = &c, mid = &a, bot = &b, rotation = true;
+        else if (b.y < c.y) top = &a, mid = &b, bot = &c, rotation = true;
+        else top = &a, mid = &c, bot = &b, rotation = false;
+    } else {
+        if (c.y < b.y) top = &c, mid = &b, bot = &a, rotation = false;
+        else if (a.y < c.y) top = &b, mid = &a, bot = &c, rotation = false;
+        else top = &b, mid = &c, bot = &a, rotation = true;
+    }
+    s.middleOnRight = rotation;
+    if constexpr (N > 0) {
+        const float d = (float(b.x - c.x) * float(a.y - c.y) * (1.0f / 256.0f)) -
+                        (float(a.x - c.x) * float(b.y - c.y) * (1.0f / 256.0f));
+        const float oneOverDx = 1.0f / d;
+        const float oneOverDy = -oneOverDx;
+        for (int i = 0; i < N; ++i) {
+            const float d1 = b.attr[i] - c.attr[i];
+            const float d0 = a.attr[i] - c.attr[i];
+            s.ddx[i] = (d1 * float(a.y - c.y) * (1.0f / 16.0f) - d0 * float(b.y - c.y) * (1.0f / 16.0f)) * oneOverDx;
+            s.ddy[i] = (d1 * float(a.x - c.x) * (1.0f / 16.0f) - d0 * float(b.x - c.x) * (1.0f / 16.0f)) * oneOverDy;
+        }
+    }
+    SetUpEdge(s.longEdge, *top, *bot, s.ddx, s.ddy);
+    SetUpEdge(s.topEdge, *top, *mid, s.ddx, s.ddy);
+    SetUpEdge(s.bottomEdge, *mid, *bot, s.ddx, s.ddy);
+    return true;
+}
+
+}  // namespace e3d
+
+namespace e3d {
+
+// Where a filler draws: taken from the current viewport at the start of
+// every triangle. width and height bound every write.
+struct RasterTarget {
+    uint16_t *frame;
+    int32_t *depth;
+    int32_t pitch;   // pixels per row, for both buffers
+    int32_t width;
+    int32_t height;
+};
+
+// Walks the scanlines of a set-up triangle and hands each span to `span` as
+// (frame row, depth row, y, xLeft, xRight, xFrom, xTo, left edge values):
+// [xLeft, xRight) is the span as the edges give it, [xFrom, xTo) the part
+// inside the target. Rows and columns outside the target are never handed
+// over, so a filler called with corners off the buffer stays inside it.
+template <int N, class Span>
+inline void ScanTriangle(TriangleSetUp<N> &s, const RasterTarget &t, Span &&span) {
+    EdgeWalker<N> *left = s.middleOnRight ? &s.longEdge : &s.topEdge;
+    EdgeWalker<N> *right = s.middleOnRight ? &s.topEdge : &s.longEdge;
+    for (int part = 0; part < 2; ++part) {
+        EdgeWalker<N> &shortEdge = part == 0 ? s.topEdge : s.bottomEdge;
+        if (s.middleOnRight) right = &shortEdge;
+        else left = &shortEdge;
+        for (int32_t h = shortEdge.height; h > 0; --h) {
+            const int32_t y = left->y;
+            if (y >= t.height) return;
+            if (y >= 0) {
+                const int32_t xl = left->x, xr = right->x;
+                const int32_t from = xl > 0 ? xl : 0;
+                const int32_t to = xr < t.width ? xr : t.width;
+                if (from < to) {
+                    const size_t row = size_t(y) * size_t(t.pitch);
+                    span(t.frame + row, t.depth ? t.depth + row : nullptr, y, xl, xr, from, to, left->value);
+                }
+            }
+            left->Advance();
+            right->Advance();
+        }
+    }
+}
+
+// 2^30 scale of the depth buffer's reciprocal depth.
+constexpr float kDepthScale = 1073741824.0f;
+
+}  // namespace e3d
