@@ -141,6 +141,8 @@ inline bool SetUpTriangle(TriangleSetUp<N> &s, const SetUpCorner<N> &a, const Se
     if constexpr (N > 0) {
         const float d = (float(b.x - c.x) * float(a.y - c.y) * (1.0f / 256.0f)) -
                         (float(a.x - c.x) * float(b.y - c.y) * (1.0f / 256.0f));
+        // A collinear triangle has no plane for its interpolants: draw nothing.
+        if (d == 0.0f) return false;
         const float oneOverDx = 1.0f / d;
         const float oneOverDy = -oneOverDx;
         for (int i = 0; i < N; ++i) {
