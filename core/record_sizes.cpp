@@ -21,4 +21,7 @@ static_assert(offsetof(E3DTexture, pixels) == 7 * 4);
 static_assert(offsetof(E3DTexture, width) == 10 * 4);
 static_assert(offsetof(E3DTexture, pitch) == 12 * 4);
 static_assert(offsetof(E3DTexture, width2) == 18 * 4);
+static_assert(sizeof(E3DViewport) == 19 * 4);
+static_assert(offsetof(E3DViewport, frameBuffer) == 13 * 4);
+static_assert(offsetof(E3DViewport, pitch) == 17 * 4);
 #endif

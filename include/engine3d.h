@@ -141,6 +141,27 @@ typedef struct E3DMaterial {
     uintptr_t hostObject;   /* non-zero: bound to a host object */
 } E3DMaterial;
 
+/* Viewport: a 16-bit frame buffer (own or a caller's surface), an optional
+ * 1/z depth buffer, a scissor rectangle, a type and a camera (19 words on
+ * 32-bit hosts). */
+typedef struct E3DViewport {
+    uint32_t flags;          /* 0-1 type, 0x4 always, 0x8|0x10 depth on,
+                                0x40 owns the frame buffer, bit 31 enabled */
+    float width, height;     /* frame buffer size in pixels */
+    float centerX, centerY;  /* optical axis */
+    float scissorXMin, scissorXMax, scissorYMin, scissorYMax;
+    float yScale;            /* always -1: screen y grows downward */
+    float aspect;            /* -(height * 4) / (width * 3) */
+    uint32_t reserved12;     /* 0 */
+    uint32_t reserved13;     /* 0x8000 */
+    uint16_t *frameBuffer;
+    int32_t *depthBuffer;    /* width * height values, or NULL */
+    E3DMaterial *material;   /* laid over the viewport by post effects */
+    uint32_t reserved17;     /* 0 */
+    uint32_t pitch;          /* pixels from one row to the next */
+    struct E3DCamera *camera;
+} E3DViewport;
+
 /* Mesh: vertices, triangles, an embedded default material, four matrices,
  * a light list and the buffers of the depth sort. */
 typedef struct E3DMesh {
@@ -231,6 +252,61 @@ E3D_API void ResetRadixSort(uint32_t n, uint32_t *indices);
 E3D_API void RadixLongSorter(uint32_t n, const uint32_t *keys, uint32_t *indices, int32_t isSigned);
 /* Stable radix sort of indices by the float keys (negatives first). */
 E3D_API void RadixFloatSorter(uint32_t n, const float *keys, uint32_t *indices);
+
+/* ======================================================================
+ * Viewports
+ * ====================================================================== */
+
+/* New viewport of w x h pixels. own = 1: allocates a 2w x 2h frame buffer
+ * (width/height 2w, 2h; pitch w; scissor w x h). Otherwise draws into the
+ * caller's surface (pixels and byte pitch of the bitmap record). depth = 1
+ * adds a depth buffer when it can be allocated. NULL on failure.
+ * Guard: w or h below 1, or sizes beyond 32-bit byte counts, give NULL. */
+E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_t w, int32_t h, int32_t depth, int32_t own);
+/* Frees the depth buffer, the frame buffer when owned, and the record. */
+E3D_API void DeleteViewport(E3DViewport *viewport);
+/* state 1: allocates and clears a depth buffer (returns 1, or 0 on failure);
+ * anything else frees it and returns 0. */
+E3D_API int32_t SetViewportDepthState(E3DViewport *viewport, int32_t state);
+/* Writes value into the depth rows the scissor covers, across the full width.
+ * Guard: does nothing without a depth buffer, and stays inside the buffer. */
+E3D_API void ClearViewportDepthBuffer(E3DViewport *viewport, int32_t value);
+/* Sets the scissor; rejected whole when xMax > width or yMax > height;
+ * negative edges become 0 and xMin/yMin are held to the size. */
+E3D_API E3DViewport *SetViewportScissor(E3DViewport *viewport, float xMin, float xMax, float yMin, float yMax);
+/* Copies xMin, xMax, yMin, yMax into out[0..3]. */
+E3D_API void GetViewportScissor(const E3DViewport *viewport, float *out);
+/* When type & 3 is not 0, ORs the whole value into the cleared type bits:
+ * bit 31 (drawing enabled) arrives only this way. Returns the viewport. */
+E3D_API E3DViewport *SetViewportType(E3DViewport *viewport, uint32_t type);
+/* flags & 3. */
+E3D_API uint32_t GetViewportType(const E3DViewport *viewport);
+/* Stores the camera; returns it, or the viewport when the camera is NULL. */
+E3D_API void *SetViewportCamera(E3DViewport *viewport, struct E3DCamera *camera);
+/* The viewport's camera or NULL. */
+E3D_API struct E3DCamera *GetViewportCamera(const E3DViewport *viewport);
+/* Stores the post-effect material (NULL allowed); returns it. */
+E3D_API E3DMaterial *SetViewportMaterial(E3DViewport *viewport, E3DMaterial *material);
+
+/* ======================================================================
+ * Fillers
+ * Triangle fillers draw one polygon record into the current viewport (the
+ * one the last draw used). Corners are screenX/screenY/invDepth of the
+ * vertex records named by the polygon. Guard: a filler called directly with
+ * corners off the buffer writes only inside the frame and depth buffers;
+ * with no current viewport it draws nothing.
+ * ====================================================================== */
+
+/* Floor division: quotient and remainder in [0, denominator), denominator > 0. */
+E3D_API void FloorDivMod(int32_t numerator, int32_t denominator, int32_t *quotient, int32_t *remainder);
+/* One colour, painter's pass; colour 0x80000000 paints the key pixel 0x8000. */
+E3D_API void FlatSolidTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* One colour, depth-tested (1/z, strictly nearer passes). */
+E3D_API void FlatSolidTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+/* Corner colours interpolated and dithered, painter's pass. */
+E3D_API void GouraudSolidTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Corner colours interpolated and dithered, depth-tested. */
+E3D_API void GouraudSolidTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
 
 /* @@SECTIONS@@ : later families are added above this line, one section each. */
 

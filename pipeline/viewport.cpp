@@ -1,0 +1,149 @@
+// Viewports: the frame buffer (own or borrowed), the depth buffer, the
+// scissor rectangle, the type and the camera.
+#include "engine3d.h"
+
+#include <bit>
+#include <cstring>
+
+#include "e3dhost.h"
+#include "pipeline/clip.h"
+
+namespace {
+
+constexpr uint32_t kFlagAlways = 0x4;
+constexpr uint32_t kFlagDepth = 0x18;  // depth buffer present and in use
+constexpr uint32_t kFlagOwnsFrame = 0x40;
+
+// Elements of a depth buffer as allocated for the viewport's size.
+uint64_t DepthElements(const E3DViewport *v) {
+    const float n = v->width * v->height;
+    if (!(n > 0.0f) || n >= 4294967296.0f) return 0;
+    return uint64_t(n);
+}
+
+}  // namespace
+
+extern "C" E3D_API int32_t SetViewportDepthState(E3DViewport *v, int32_t state) {
+    if (state == 1) {
+        if (v->flags & 8u) return 1;
+        const uint64_t elements = DepthElements(v);
+        const uint64_t bytes = elements * 4;
+        void *buffer = (elements > 0 && bytes <= 0xFFFFFFFFull) ? AllocateMemory(uint32_t(bytes)) : nullptr;
+        v->depthBuffer = static_cast<int32_t *>(buffer);
+        if (!buffer) return 0;
+        v->flags |= kFlagDepth;
+        ClearViewportDepthBuffer(v, 0);
+        return 1;
+    }
+    if (v->flags & 8u) {
+        if (v->depthBuffer) FreeMemory(v->depthBuffer);
+        v->depthBuffer = nullptr;
+        v->flags &= ~kFlagDepth;
+    }
+    return 0;
+}
+
+extern "C" E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_t w, int32_t h, int32_t depth,
+                                               int32_t own) {
+    if (w < 1 || h < 1 || (own != 1 && !surface)) return nullptr;
+    if (own == 1 && uint64_t(w) * uint64_t(h) * 8 > 0xFFFFFFFFull) return nullptr;
+    auto *v = static_cast<E3DViewport *>(AllocateMemory(sizeof(E3DViewport)));
+    if (!v) return nullptr;
+    std::memset(v, 0, sizeof *v);
+    if (own == 1) {
+        v->frameBuffer = static_cast<uint16_t *>(AllocateMemory(uint32_t(w) * uint32_t(h) * 8));
+        if (!v->frameBuffer) {
+            FreeMemory(v);
+            return nullptr;
+        }
+        // The own buffer is twice the requested size each way, while the
+        // scissor and pitch describe the requested size.
+        v->width = float(2 * w);
+        v->height = float(2 * h);
+        v->pitch = uint32_t(w);
+        v->flags = kFlagAlways | kFlagOwnsFrame;
+    } else {
+        v->width = float(w);
+        v->height = float(h);
+        v->frameBuffer = surface->pixels;
+        v->pitch = uint32_t(surface->pitch) >> 1;
+        v->flags = kFlagAlways;
+    }
+    v->centerX = v->width * 0.5f;
+    v->centerY = 0.5f * v->height;
+    v->aspect = -(v->height * 4.0f) / (v->width * 3.0f);
+    v->yScale = -1.0f;
+    v->reserved12 = 0;
+    v->reserved13 = 32768;
+    v->reserved17 = 0;
+    v->material = nullptr;
+    v->camera = nullptr;
+    v->depthBuffer = nullptr;
+    SetViewportScissor(v, 0.0f, float(w), 0.0f, float(h));
+    if (depth == 1) SetViewportDepthState(v, 1);
+    return v;
+}
+
+extern "C" E3D_API void DeleteViewport(E3DViewport *v) {
+    if (!v) return;
+    if (v->depthBuffer) FreeMemory(v->depthBuffer);
+    if ((v->flags & kFlagOwnsFrame) && v->frameBuffer) FreeMemory(v->frameBuffer);
+    FreeMemory(v);
+}
+
+extern "C" E3D_API void ClearViewportDepthBuffer(E3DViewport *v, int32_t value) {
+    if (!v->depthBuffer) return;
+    // Whole rows: horizontal scissor edges are ignored here by design.
+    const float firstF = float(int64_t(v->scissorYMin)) * v->width;
+    const float countF = (v->scissorYMax - v->scissorYMin) * v->width;
+    const uint64_t elements = DepthElements(v);
+    if (!(firstF >= 0.0f) || !(countF > 0.0f)) return;
+    const uint64_t first = firstF < 4294967296.0f ? uint64_t(firstF) : elements;
+    uint64_t count = countF < 4294967296.0f ? uint64_t(countF) : elements;
+    if (first >= elements) return;
+    if (count > elements - first) count = elements - first;
+    int32_t *d = v->depthBuffer + first;
+    for (uint64_t i = 0; i < count; ++i) d[i] = value;
+}
+
+extern "C" E3D_API E3DViewport *SetViewportScissor(E3DViewport *v, float xMin, float xMax, float yMin, float yMax) {
+    if (yMax > v->height || xMax > v->width) return v;
+    if (e3d::IsNegative(xMin)) xMin = 0.0f;
+    else if (xMin > v->width) xMin = v->width;
+    if (e3d::IsNegative(xMax)) xMax = 0.0f;
+    else if (xMax > v->width) xMax = v->width;
+    if (e3d::IsNegative(yMin)) yMin = 0.0f;
+    else if (yMin > v->height) yMin = v->height;
+    if (e3d::IsNegative(yMax)) yMax = 0.0f;
+    v->scissorXMin = xMin;
+    v->scissorXMax = xMax;
+    v->scissorYMin = yMin;
+    v->scissorYMax = yMax;
+    return v;
+}
+
+extern "C" E3D_API void GetViewportScissor(const E3DViewport *v, float *out) {
+    out[0] = v->scissorXMin;
+    out[1] = v->scissorXMax;
+    out[2] = v->scissorYMin;
+    out[3] = v->scissorYMax;
+}
+
+extern "C" E3D_API E3DViewport *SetViewportType(E3DViewport *v, uint32_t type) {
+    if (type & 3u) v->flags = (v->flags & ~3u) | type;
+    return v;
+}
+
+extern "C" E3D_API uint32_t GetViewportType(const E3DViewport *v) { return v->flags & 3u; }
+
+extern "C" E3D_API void *SetViewportCamera(E3DViewport *v, E3DCamera *camera) {
+    v->camera = camera;
+    return camera ? static_cast<void *>(camera) : static_cast<void *>(v);
+}
+
+extern "C" E3D_API E3DCamera *GetViewportCamera(const E3DViewport *v) { return v->camera; }
+
+extern "C" E3D_API E3DMaterial *SetViewportMaterial(E3DViewport *v, E3DMaterial *material) {
+    v->material = material;
+    return material;
+}

@@ -1,0 +1,52 @@
+// Filler selection: one row per shading value, one entry per draw mode and
+// pass. Rows 0, 2, 4, 5 and 6 share the block of empty routines.
+#include <array>
+
+#include "raster/raster.h"
+
+namespace e3d {
+
+void EmptyFiller(E3DPolygon *, E3DVertex *) {}
+
+namespace {
+
+using Row = std::array<TriangleFillerRoutine, 128>;
+
+struct Pair {
+    uint32_t drawMode;
+    TriangleFillerRoutine sorted, depth;
+};
+
+template <size_t N>
+constexpr Row MakeRow(const Pair (&pairs)[N]) {
+    Row row{};
+    for (auto &entry : row) entry = EmptyFiller;
+    for (const Pair &p : pairs) {
+        row[2 * p.drawMode] = p.sorted;
+        row[2 * p.drawMode + 1] = p.depth;
+    }
+    return row;
+}
+
+// Unlit solid polygons share the flat fillers. Dots, wire and the mapped
+// families are not built yet: their entries stay empty.
+constexpr Pair kNone[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ}};
+constexpr Pair kFlat[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ}};
+constexpr Pair kGouraud[] = {{7, GouraudSolidTriangle, GouraudSolidTriangleZ}};
+constexpr Pair kNothing[] = {{0, EmptyFiller, EmptyFiller}};
+
+constexpr Row kEmptyRow = MakeRow(kNothing);
+constexpr Row kNoneRow = MakeRow(kNone);
+constexpr Row kFlatRow = MakeRow(kFlat);
+constexpr Row kGouraudRow = MakeRow(kGouraud);
+
+constexpr const TriangleFillerRoutine *kRows[8] = {kEmptyRow.data(), kNoneRow.data(),  kEmptyRow.data(),
+                                                   kFlatRow.data(),  kEmptyRow.data(), kEmptyRow.data(),
+                                                   kEmptyRow.data(), kGouraudRow.data()};
+
+}  // namespace
+
+const TriangleFillerRoutine *const FillerTable[8] = {kRows[0], kRows[1], kRows[2], kRows[3],
+                                                     kRows[4], kRows[5], kRows[6], kRows[7]};
+
+}  // namespace e3d

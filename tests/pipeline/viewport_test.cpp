@@ -1,0 +1,139 @@
+// Viewports: buffers, scissor rules, type and depth state.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "engine3d.h"
+#include "support/memory_check.h"
+
+TEST(Viewport, OwnBufferIsDoubledWhileScissorAndPitchAreNot) {
+    e3dtest::LeakCheck leaks;
+    const int64_t before = e3dtest::MemoryStats().liveBytes;
+    E3DViewport *v = CreateViewport(nullptr, 160, 120, 0, 1);
+    ASSERT_NE(v, nullptr);
+    EXPECT_EQ(v->width, 320.0f);
+    EXPECT_EQ(v->height, 240.0f);
+    EXPECT_EQ(v->pitch, 160u);
+    EXPECT_EQ(v->centerX, 160.0f);
+    EXPECT_EQ(v->centerY, 120.0f);
+    EXPECT_EQ(v->flags, 0x44u);
+    EXPECT_EQ(v->yScale, -1.0f);
+    EXPECT_EQ(v->aspect, -1.0f);
+    EXPECT_EQ(v->reserved13, 32768u);
+    EXPECT_EQ(e3dtest::MemoryStats().liveBytes - before, int64_t(sizeof(E3DViewport)) + 153600);
+    float s[4];
+    GetViewportScissor(v, s);
+    EXPECT_EQ(s[0], 0.0f);
+    EXPECT_EQ(s[1], 160.0f);
+    EXPECT_EQ(s[2], 0.0f);
+    EXPECT_EQ(s[3], 120.0f);
+    DeleteViewport(v);
+    leaks.Check();
+}
+
+TEST(Viewport, CallerSurfaceIsBorrowed) {
+    e3dtest::LeakCheck leaks;
+    std::vector<uint16_t> pixels(400 * 200);
+    E3DTexture surface{};
+    surface.pixels = pixels.data();
+    surface.pitch = 800;
+    E3DViewport *v = CreateViewport(&surface, 320, 200, 1, 0);
+    ASSERT_NE(v, nullptr);
+    EXPECT_EQ(v->frameBuffer, pixels.data());
+    EXPECT_EQ(v->pitch, 400u);
+    EXPECT_EQ(v->flags, 0x4u | 0x18u);
+    EXPECT_NE(v->depthBuffer, nullptr);
+    EXPECT_NEAR(v->aspect, -(200.0f * 4.0f) / (320.0f * 3.0f), 1e-7);
+    DeleteViewport(v);  // frees depth and record, not the caller's pixels
+    leaks.Check();
+}
+
+TEST(Viewport, ScissorRejectsAndClamps) {
+    E3DTexture surface{};
+    std::vector<uint16_t> pixels(320 * 200);
+    surface.pixels = pixels.data();
+    surface.pitch = 640;
+    E3DViewport *v = CreateViewport(&surface, 320, 200, 0, 0);
+    float s[4];
+    SetViewportScissor(v, -5, 100, -1, 50);
+    GetViewportScissor(v, s);
+    EXPECT_EQ(s[0], 0.0f);
+    EXPECT_EQ(s[1], 100.0f);
+    EXPECT_EQ(s[2], 0.0f);
+    EXPECT_EQ(s[3], 50.0f);
+    SetViewportScissor(v, 0, 321, 0, 10);  // rejected whole
+    GetViewportScissor(v, s);
+    EXPECT_EQ(s[1], 100.0f);
+    EXPECT_EQ(s[3], 50.0f);
+    SetViewportScissor(v, 400, 320, 250, 200);  // mins held to the size
+    GetViewportScissor(v, s);
+    EXPECT_EQ(s[0], 320.0f);
+    EXPECT_EQ(s[2], 200.0f);
+    SetViewportScissor(v, -0.0f, 10, -0.0f, 10);  // -0.0 is not negative
+    GetViewportScissor(v, s);
+    EXPECT_TRUE(std::signbit(s[0]));
+    EXPECT_TRUE(std::signbit(s[2]));
+    DeleteViewport(v);
+}
+
+TEST(Viewport, TypeCarriesTheEnableBit) {
+    E3DViewport *v = CreateViewport(nullptr, 8, 8, 0, 1);
+    SetViewportType(v, 0);
+    SetViewportType(v, 4);
+    EXPECT_EQ(v->flags, 0x44u);
+    SetViewportType(v, 0x80000002u);
+    EXPECT_EQ(GetViewportType(v), 2u);
+    EXPECT_TRUE(v->flags & 0x80000000u);
+    SetViewportType(v, 1);  // the enable bit stays: only the low bits are cleared
+    EXPECT_EQ(GetViewportType(v), 1u);
+    EXPECT_TRUE(v->flags & 0x80000000u);
+    E3DMaterial m{};
+    EXPECT_EQ(SetViewportMaterial(v, &m), &m);
+    EXPECT_EQ(SetViewportCamera(v, nullptr), static_cast<void *>(v));
+    EXPECT_EQ(GetViewportCamera(v), nullptr);
+    DeleteViewport(v);
+}
+
+TEST(Viewport, DepthStateAllocatesOnceAndClearsScissorRows) {
+    e3dtest::LeakCheck leaks;
+    E3DTexture surface{};
+    std::vector<uint16_t> pixels(320 * 40);
+    surface.pixels = pixels.data();
+    surface.pitch = 640;
+    E3DViewport *v = CreateViewport(&surface, 320, 40, 0, 0);
+    EXPECT_EQ(SetViewportDepthState(v, 0), 0);  // nothing to free
+    EXPECT_EQ(v->flags & 0x18u, 0u);
+    const int64_t allocations = e3dtest::MemoryStats().allocations;
+    EXPECT_EQ(SetViewportDepthState(v, 1), 1);
+    EXPECT_EQ(SetViewportDepthState(v, 1), 1);
+    EXPECT_EQ(e3dtest::MemoryStats().allocations - allocations, 1);
+    for (int i = 0; i < 320 * 40; ++i) v->depthBuffer[i] = 7;
+    SetViewportScissor(v, 5, 300, 10, 20);
+    ClearViewportDepthBuffer(v, 0);
+    for (int i = 0; i < 320 * 40; ++i) {
+        ASSERT_EQ(v->depthBuffer[i], (i >= 3200 && i < 6400) ? 0 : 7) << i;
+    }
+    EXPECT_EQ(SetViewportDepthState(v, 0), 0);
+    EXPECT_EQ(v->depthBuffer, nullptr);
+    EXPECT_EQ(v->flags & 0x18u, 0u);
+    ClearViewportDepthBuffer(v, 0);  // no buffer: nothing happens
+    DeleteViewport(v);
+    leaks.Check();
+}
+
+TEST(Viewport, FailedAllocationsLeaveNothingBehind) {
+    const int points = e3dtest::ForEachAllocationFailure<E3DViewport>(
+        [] { return CreateViewport(nullptr, 64, 48, 0, 1); }, [](E3DViewport *v) { DeleteViewport(v); });
+    EXPECT_EQ(points, 2);
+    // A failed depth buffer is ignored: the viewport comes back without one.
+    HostMemoryFailNth(3);
+    E3DViewport *v = CreateViewport(nullptr, 64, 48, 1, 1);
+    HostMemoryFailNth(0);
+    ASSERT_NE(v, nullptr);
+    EXPECT_EQ(v->depthBuffer, nullptr);
+    EXPECT_EQ(v->flags & 0x18u, 0u);
+    DeleteViewport(v);
+    EXPECT_EQ(CreateViewport(nullptr, 0, 48, 0, 1), nullptr);
+    EXPECT_EQ(CreateViewport(nullptr, 64, 48, 0, 0), nullptr) << "no surface to borrow";
+}
