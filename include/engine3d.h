@@ -40,6 +40,14 @@ extern "C" {
  * Records shared by several families
  * ====================================================================== */
 
+/* Records defined further on, or by later families. */
+typedef struct E3DMesh E3DMesh;
+typedef struct E3DScene E3DScene;
+typedef struct E3DCamera E3DCamera;
+typedef struct E3DLight E3DLight;
+typedef struct E3DSkeleton E3DSkeleton;
+typedef struct E3DBone E3DBone;
+
 /* Counted, growable array of object pointers; an all-zero list is empty. */
 typedef struct E3DList {
     int32_t count;    /* entries in use */
@@ -164,7 +172,7 @@ typedef struct E3DViewport {
 
 /* Mesh: vertices, triangles, an embedded default material, four matrices,
  * a light list and the buffers of the depth sort. */
-typedef struct E3DMesh {
+struct E3DMesh {
     E3DNode node;              /* type 1 */
     int32_t meshKind;          /* 0 unvalidated, 1 ordinary, 2 bone-deformed, 3 billboard */
     uint32_t state;            /* display state word; 0x07F00027 at creation */
@@ -186,13 +194,23 @@ typedef struct E3DMesh {
     float baseMatrix[12];
     float worldMatrix[12];
     float auxMatrix[12];
-    struct E3DAABB *boundingBox;
+    struct E3DMesh *boundingBox; /* the box: a mesh of 8 vertices, 12 triangles */
     struct E3DLight **lights;  /* 64 slots, ending at the first NULL */
     E3DMaterial defaultMaterial;
     char name[32];
     struct E3DViewport *viewport;
     uintptr_t hostObject;      /* non-zero: bound to a host object */
-} E3DMesh;
+    /* Engine additions behind the original layout: */
+    int32_t normalCount;       /* corner normals in vertexNormals */
+    int32_t sortCapacity;      /* entries the sort buffer holds */
+};
+
+/* Bounding sphere: centre and radius. */
+typedef struct E3DBVSphere {
+    uint16_t reserved[2];
+    float center[3];
+    float radius;
+} E3DBVSphere;
 
 /* Texture record, also the host's bitmap description (24 words on 32-bit
  * hosts): pixels in word 8, width and height in words 11-12 (again in
@@ -252,6 +270,112 @@ E3D_API void ResetRadixSort(uint32_t n, uint32_t *indices);
 E3D_API void RadixLongSorter(uint32_t n, const uint32_t *keys, uint32_t *indices, int32_t isSigned);
 /* Stable radix sort of indices by the float keys (negatives first). */
 E3D_API void RadixFloatSorter(uint32_t n, const float *keys, uint32_t *indices);
+
+/* ======================================================================
+ * Hierarchy and names
+ * ====================================================================== */
+
+/* Hangs child under parent (moving it from a former parent); a mesh under a
+ * mesh joins its root's tree: polygon counts and sort buffers follow, and
+ * the child leaves every scene. Always 1. Cycles are not refused: never
+ * attach a node under its own descendant. */
+E3D_API int32_t AttachChildToNode(E3DNode *parent, E3DNode *child);
+/* Unhooks child from parent; 1 when it was a child, else 0. A detached mesh
+ * becomes the root of its own tree with a sort buffer of its own. */
+E3D_API int32_t DetachChildFromNode(E3DNode *parent, E3DNode *child);
+/* Names are copied into 32-character fields (30 for materials).
+ * Beyond the letter: a longer name is cut to fit, never written past the
+ * field. Returns the terminating zero written, or NULL for a NULL argument. */
+E3D_API char *SetMeshName(E3DMesh *mesh, const char *name);
+
+/* ======================================================================
+ * Meshes
+ * Vertex and polygon setters keep their bounds exactly, including those that
+ * admit one index past the end (SetMeshVertex with index == vertexCount,
+ * the texture-coordinate setters with index == polygonCount): every mesh
+ * keeps one spare vertex and one spare polygon record behind its arrays, so
+ * such a write lands in memory of the mesh's own and changes nothing else.
+ * ====================================================================== */
+
+/* Mesh with room for the given counts (both > 0), or an empty mesh to grow
+ * (both 0); colour 0x00RRGGBB goes to the default material. NULL otherwise
+ * or when memory runs out. */
+E3D_API E3DMesh *CreateMesh(int32_t vertexCount, int32_t polygonCount, uint32_t colour);
+/* Checks the triangles, turns a grown mesh into its final form, computes
+ * normals and the bounding box, activates it. Returns the mesh to use from
+ * now on (it may be a new record), or NULL; when the result differs from the
+ * argument, the argument is gone. */
+E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh);
+/* Removes the mesh from scenes and its parent, frees its mesh descendants
+ * and the mesh itself. Returns 1 (0 for NULL). */
+E3D_API int32_t DeleteMesh(E3DMesh *mesh);
+/* Appends a vertex to a mesh being grown; 0 once the mesh is final.
+ * Guard: 0 also when memory runs out (the mesh is unchanged). */
+E3D_API int32_t AddMeshVertex(E3DMesh *mesh, float x, float y, float z);
+/* Sets a vertex position; 0 when index < 0 or index > vertexCount. */
+E3D_API int32_t SetMeshVertex(E3DMesh *mesh, int32_t index, float x, float y, float z);
+/* Appends a triangle (a, b, c) to a mesh being grown; the result of
+ * SetMeshTriPolygon on the new slot, or 0. */
+E3D_API int32_t AddMeshTriPolygon(E3DMesh *mesh, int32_t a, int32_t b, int32_t c, int32_t spare, int32_t group);
+/* Sets triangle `index` to (a, b, c) (stored c, b, a) with smoothing group
+ * (dropped when 32 or above); 0 for a bad index or repeated corners. */
+E3D_API int32_t SetMeshTriPolygon(E3DMesh *mesh, int32_t index, int32_t a, int32_t b, int32_t c, int32_t spare,
+                                  int32_t group);
+/* Does nothing and returns 1: grown meshes are built from triangles. */
+E3D_API int32_t AddMeshQuadPolygon(E3DMesh *mesh, int32_t a, int32_t b, int32_t c, int32_t d, int32_t spare,
+                                   int32_t group);
+/* Sets triangles index and index + 1 to the quad (a, b, c, d), split on the
+ * hidden diagonal b-d; 0 when refused. */
+E3D_API int32_t SetMeshQuadPolygon(E3DMesh *mesh, int32_t index, int32_t a, int32_t b, int32_t c, int32_t d,
+                                   int32_t spare, int32_t group);
+/* Texture coordinates of triangle `index` for corners a, b, c. */
+E3D_API void SetMeshTriTexCoords(E3DMesh *mesh, int32_t index, float ua, float va, float ub, float vb, float uc,
+                                 float vc);
+/* Texture coordinates of the quad at `index` for corners a, b, c, d. */
+E3D_API void SetMeshQuadTexCoords(E3DMesh *mesh, int32_t index, float ua, float va, float ub, float vb, float uc,
+                                  float vc, float ud, float vd);
+/* Allocates the zeroed skin array (4 words a vertex) and sets the skeleton;
+ * 0 when memory runs out. Beyond the letter: a former array is freed. */
+E3D_API int32_t AssignSkeletonToMesh(E3DMesh *mesh, E3DSkeleton *skeleton);
+/* Clears the skeleton and frees the skin array. */
+E3D_API void RemoveSkeletonFromMesh(E3DMesh *mesh);
+/* Kept for callers: do nothing and return 1. */
+E3D_API int32_t AssignVertexInfluence(E3DMesh *mesh, int32_t vertex, int32_t bone, float weight);
+E3D_API int32_t CheckWeightedVertices(E3DMesh *mesh);
+/* Kept for callers: does nothing. */
+E3D_API void RemoveVertexInfluence(E3DMesh *mesh, int32_t vertex, int32_t bone);
+
+/* ======================================================================
+ * Normals
+ * ====================================================================== */
+
+/* Unit face normal and plane constant of every polygon. */
+E3D_API void CalcMeshPolygonsNormal(E3DMesh *mesh);
+/* The same for one polygon of the mesh. */
+E3D_API void CalcMeshPolygonNormal(E3DMesh *mesh, E3DPolygon *polygon);
+/* Corner normals shared by the polygons of a smoothing group that meet at
+ * a vertex (needs the face normals). Linear in the polygon count. */
+E3D_API void CalcMeshVerticesNormal(E3DMesh *mesh);
+/* Kept for callers: does nothing. */
+E3D_API void UpdateMeshPolygonsNormal(E3DMesh *mesh);
+
+/* ======================================================================
+ * Bounding volumes
+ * ====================================================================== */
+
+/* The box of the mesh's vertices as a wire mesh of 8 vertices and 12
+ * triangles, or NULL. Guard: a mesh without vertices gets a box at 0. */
+E3D_API E3DMesh *CreateAABB(E3DMesh *mesh);
+/* A zeroed sphere, or NULL. */
+E3D_API E3DBVSphere *CreateBVSphere(void);
+/* Frees a sphere (nothing for NULL). */
+E3D_API void DeleteBVSphere(void *sphere);
+/* Centre at the mean of the points, radius to the farthest. */
+E3D_API void ComputeBVSphere(E3DBVSphere *sphere, const float *points, int32_t count);
+/* Grows the sphere to enclose another, unless one lies inside the other. */
+E3D_API void MergeBVSphere(E3DBVSphere *sphere, const float *center, float radius);
+/* Kept for callers: does nothing. */
+E3D_API void MergeBVSpheres(void);
 
 /* ======================================================================
  * Viewports

@@ -1,0 +1,4 @@
+// Bounding box meshes and bounding spheres.
+#pragma once
+
+#include "engine3d.h"

@@ -1,0 +1,392 @@
+// Mesh record and building: one-block meshes made with their counts, and
+// incremental meshes grown one vertex and one triangle at a time.
+#include "scene/mesh.h"
+
+#include <cstring>
+
+#include "core/matrix.h"
+#include "core/names.h"
+#include "core/node.h"
+#include "e3dhost.h"
+#include "scene/bounding_volume.h"
+#include "scene/scene_links.h"
+#include "shading/normals.h"
+
+namespace e3d {
+
+namespace {
+
+constexpr uint32_t kInitialState = 0x07F00027u;
+constexpr uint32_t kDefaultMaterialMode = 0x00700063u;
+constexpr int kLightSlots = 64;
+constexpr size_t kSpareBytes = 4096;
+
+constexpr size_t AlignUp(size_t n, size_t a) { return (n + a - 1) / a * a; }
+
+// One-block layout: record, vertices, vertex flag words, polygons, light
+// list, spare bytes. One extra vertex and one extra polygon record follow
+// their arrays, so the one-past-the-end slots that the setters admit land in
+// memory of the mesh's own and overwrite nothing else.
+struct BlockLayout {
+    size_t vertices, flags, polygons, lights, total;
+};
+
+bool Layout(uint32_t vertexCount, uint32_t polygonCount, BlockLayout &l) {
+    const uint64_t flagWords = (uint64_t(vertexCount) + 31) / 32;
+    uint64_t at = AlignUp(sizeof(E3DMesh), alignof(std::max_align_t));
+    l.vertices = size_t(at);
+    at += (uint64_t(vertexCount) + 1) * sizeof(E3DVertex);
+    l.flags = size_t(at);
+    at = AlignUp(size_t(at + flagWords * 4), alignof(E3DPolygon));
+    l.polygons = size_t(at);
+    at += (uint64_t(polygonCount) + 1) * sizeof(E3DPolygon);
+    at = AlignUp(size_t(at), alignof(E3DLight *));
+    l.lights = size_t(at);
+    at += kLightSlots * sizeof(E3DLight *) + kSpareBytes;
+    l.total = size_t(at);
+    return at <= 0xFFFFFFFFull;
+}
+
+void InitRecord(E3DMesh *m, uint32_t colour) {
+    m->node.type = E3D_NODE_MESH;
+    m->node.childCount = 0;
+    m->node.parent = nullptr;
+    m->node.children = nullptr;
+    m->meshKind = 0;
+    m->state = kInitialState;
+    m->billboardMode = 0;
+    SetIdentity(m->modelMatrix);
+    SetIdentity(m->baseMatrix);
+    SetIdentity(m->worldMatrix);
+    SetIdentity(m->auxMatrix);
+    std::memset(&m->defaultMaterial, 0, sizeof m->defaultMaterial);
+    m->defaultMaterial.mode = kDefaultMaterialMode;
+    float *c = MaterialColor(&m->defaultMaterial, 0);
+    c[0] = float((colour >> 16) & 255u);
+    c[1] = float((colour >> 8) & 255u);
+    c[2] = float(colour & 255u);
+    c[3] = 255.0f;
+    m->name[0] = '\0';
+}
+
+// Grows an incrementally built array by one record (plus the spare slot).
+template <class T>
+T *GrowByOne(T *old, int32_t count) {
+    T *grown = static_cast<T *>(AllocateMemory(uint32_t((uint64_t(count) + 2) * sizeof(T))));
+    if (!grown) return nullptr;
+    std::memset(grown, 0, (size_t(count) + 2) * sizeof(T));
+    if (old && count > 0) std::memcpy(grown, old, size_t(count) * sizeof(T));
+    if (old) FreeMemory(old);
+    return grown;
+}
+
+bool HasRepeatedCorner(const E3DPolygon &p) {
+    return p.vertex[0] == p.vertex[1] || p.vertex[1] == p.vertex[2] || p.vertex[0] == p.vertex[2];
+}
+
+uint32_t PolygonFlags(uint32_t base, int32_t group) {
+    // Groups of 32 and above are dropped; a negative one is shifted in as is.
+    return group < 32 ? base | (uint32_t(group) << 12) : base;
+}
+
+bool ValidVertex(const E3DMesh *m, int32_t i) { return i >= 0 && i < m->vertexCount; }
+
+void FreeBoundingBox(E3DMesh *mesh) {
+    E3DMesh *box = mesh->boundingBox;
+    if (!box) return;
+    if (box->sortBuffer) FreeMemory(box->sortBuffer);
+    FreeMemory(box);
+    mesh->boundingBox = nullptr;
+}
+
+}  // namespace
+
+E3DSortEntry *SortEntriesOf(uint32_t *buffer, uint32_t n) {
+    return reinterpret_cast<E3DSortEntry *>(reinterpret_cast<char *>(buffer) + SortIndexBytes(n));
+}
+
+void ReplaceSortBuffer(E3DMesh *mesh, int32_t count) {
+    const uint32_t n = count > 0 ? uint32_t(count) : 0;
+    const uint64_t bytes = SortBufferBytes(n);
+    auto *buffer = bytes <= 0xFFFFFFFFull ? static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes))) : nullptr;
+    if (!buffer) return;
+    if (mesh->sortBuffer) FreeMemory(mesh->sortBuffer);
+    mesh->sortBuffer = buffer;
+    mesh->sortEntries = SortEntriesOf(buffer, n);
+    mesh->sortCapacity = int32_t(n);
+    ResetRadixSort(n, buffer);
+}
+
+void FreeSortBuffer(E3DMesh *mesh) {
+    if (mesh->sortBuffer) FreeMemory(mesh->sortBuffer);
+    mesh->sortBuffer = nullptr;
+    mesh->sortCapacity = 0;
+    // sortEntries keeps marking a one-block mesh; it must not be used without
+    // a buffer, and draws check the capacity.
+}
+
+void ReleaseMesh(E3DMesh *mesh) {
+    if (mesh->hostObject) return;
+    if (!mesh->sortEntries) {
+        if (mesh->polygons) FreeMemory(mesh->polygons);
+        if (mesh->vertices) FreeMemory(mesh->vertices);
+    }
+    FreeBoundingBox(mesh);
+    if (mesh->vertexNormals) FreeMemory(mesh->vertexNormals);
+    if (mesh->sortBuffer) FreeMemory(mesh->sortBuffer);
+    if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
+    if (mesh->node.children) FreeMemory(mesh->node.children);
+    FreeMemory(mesh);
+}
+
+void RefreshMeshMatrices(E3DMesh *mesh) {
+    mesh->state &= ~0x000A0000u;
+    float *w = mesh->worldMatrix;
+    const float *m = mesh->modelMatrix, *b = mesh->baseMatrix;
+    w[3] = m[3] + b[3];
+    w[7] = m[7] + b[7];
+    w[11] = m[11] + b[11];
+    MultiplyRotations(w, m, b);
+}
+
+}  // namespace e3d
+
+using namespace e3d;
+
+extern "C" E3D_API E3DMesh *CreateMesh(int32_t vertexCount, int32_t polygonCount, uint32_t colour) {
+    E3DMesh *m;
+    if (vertexCount > 0 && polygonCount > 0) {
+        BlockLayout l;
+        if (!Layout(uint32_t(vertexCount), uint32_t(polygonCount), l)) return nullptr;
+        const uint64_t sortBytes = SortBufferBytes(uint32_t(polygonCount));
+        if (sortBytes > 0xFFFFFFFFull) return nullptr;
+        auto *block = static_cast<char *>(AllocateMemory(uint32_t(l.total)));
+        if (!block) return nullptr;
+        auto *sort = static_cast<uint32_t *>(AllocateMemory(uint32_t(sortBytes)));
+        if (!sort) {
+            FreeMemory(block);
+            return nullptr;
+        }
+        // Every byte starts at zero: vertex and polygon slots the host has
+        // not set yet hold nothing stale.
+        std::memset(block, 0, l.total);
+        m = reinterpret_cast<E3DMesh *>(block);
+        m->vertices = reinterpret_cast<E3DVertex *>(block + l.vertices);
+        m->vertexFlags = reinterpret_cast<uint32_t *>(block + l.flags);
+        m->polygons = reinterpret_cast<E3DPolygon *>(block + l.polygons);
+        m->lights = reinterpret_cast<E3DLight **>(block + l.lights);
+        m->vertexCount = vertexCount;
+        m->polygonCount = polygonCount;
+        m->treePolygonCount = polygonCount;
+        m->sortBuffer = sort;
+        m->sortEntries = SortEntriesOf(sort, uint32_t(polygonCount));
+        m->sortCapacity = polygonCount;
+        ResetRadixSort(uint32_t(polygonCount), sort);
+    } else if (vertexCount == 0 && polygonCount == 0) {
+        m = static_cast<E3DMesh *>(AllocateMemory(sizeof(E3DMesh)));
+        if (!m) return nullptr;
+        std::memset(m, 0, sizeof *m);
+    } else {
+        return nullptr;
+    }
+    InitRecord(m, colour);
+    return m;
+}
+
+extern "C" E3D_API int32_t AddMeshVertex(E3DMesh *mesh, float x, float y, float z) {
+    if (mesh->sortEntries) return 0;
+    E3DVertex *grown = GrowByOne(mesh->vertices, mesh->vertexCount);
+    if (!grown) return 0;  // Guard: the mesh stays as it was
+    mesh->vertices = grown;
+    E3DVertex &v = grown[mesh->vertexCount++];
+    v.position[0] = x;
+    v.position[1] = y;
+    v.position[2] = z;
+    return 1;
+}
+
+extern "C" E3D_API int32_t SetMeshVertex(E3DMesh *mesh, int32_t index, float x, float y, float z) {
+    // index == vertexCount is admitted: it lands in the spare vertex record.
+    if (index < 0 || index > mesh->vertexCount || !mesh->vertices) return 0;
+    E3DVertex &v = mesh->vertices[index];
+    v.position[0] = x;
+    v.position[1] = y;
+    v.position[2] = z;
+    return 1;
+}
+
+extern "C" E3D_API int32_t SetMeshTriPolygon(E3DMesh *mesh, int32_t index, int32_t a, int32_t b, int32_t c,
+                                             int32_t, int32_t group) {
+    if (index < 0 || index >= mesh->polygonCount) return 0;
+    if (!ValidVertex(mesh, a) || !ValidVertex(mesh, b) || !ValidVertex(mesh, c)) return 0;
+    if (a == b || b == c || a == c) return 0;
+    E3DPolygon &p = mesh->polygons[index];
+    p.vertex[0] = c;
+    p.vertex[1] = b;
+    p.vertex[2] = a;
+    p.material = &mesh->defaultMaterial;
+    p.backMaterial = &mesh->defaultMaterial;
+    p.flags = PolygonFlags(0x00700E47u, group);
+    return 1;
+}
+
+extern "C" E3D_API int32_t AddMeshTriPolygon(E3DMesh *mesh, int32_t a, int32_t b, int32_t c, int32_t spare,
+                                             int32_t group) {
+    if (mesh->sortEntries) return 0;
+    E3DPolygon *grown = GrowByOne(mesh->polygons, mesh->polygonCount);
+    if (!grown) return 0;
+    mesh->polygons = grown;
+    mesh->polygonCount += 1;
+    return SetMeshTriPolygon(mesh, mesh->polygonCount - 1, a, b, c, spare, group);
+}
+
+extern "C" E3D_API int32_t SetMeshQuadPolygon(E3DMesh *mesh, int32_t index, int32_t a, int32_t b, int32_t c,
+                                              int32_t d, int32_t, int32_t group) {
+    if (index < 0 || index + 1 >= mesh->polygonCount) return 0;
+    if (!ValidVertex(mesh, a) || !ValidVertex(mesh, b) || !ValidVertex(mesh, c) || !ValidVertex(mesh, d)) return 0;
+    if (a == b || a == c || a == d || b == c || b == d || c == d) return 0;
+    // Two triangles on the diagonal b-d, whose edge is hidden in both.
+    E3DPolygon &p = mesh->polygons[index];
+    p.vertex[0] = d;
+    p.vertex[1] = b;
+    p.vertex[2] = a;
+    p.flags = PolygonFlags(0x00700C47u, group);
+    E3DPolygon &q = mesh->polygons[index + 1];
+    q.vertex[0] = d;
+    q.vertex[1] = c;
+    q.vertex[2] = b;
+    q.flags = PolygonFlags(0x00700647u, group);
+    p.material = p.backMaterial = q.material = q.backMaterial = &mesh->defaultMaterial;
+    return 1;
+}
+
+extern "C" E3D_API int32_t AddMeshQuadPolygon(E3DMesh *, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t) {
+    return 1;
+}
+
+extern "C" E3D_API int32_t AssignVertexInfluence(E3DMesh *, int32_t, int32_t, float) { return 1; }
+
+extern "C" E3D_API int32_t CheckWeightedVertices(E3DMesh *) { return 1; }
+
+extern "C" E3D_API void RemoveVertexInfluence(E3DMesh *, int32_t, int32_t) {}
+
+extern "C" E3D_API void SetMeshTriTexCoords(E3DMesh *mesh, int32_t index, float ua, float va, float ub, float vb,
+                                           float uc, float vc) {
+    // index == polygonCount is admitted: it lands in the spare polygon record.
+    if (index < 0 || index > mesh->polygonCount || !mesh->polygons) return;
+    E3DPolygon &p = mesh->polygons[index];
+    p.coords[0][0] = uc, p.coords[0][1] = vc;
+    p.coords[1][0] = ub, p.coords[1][1] = vb;
+    p.coords[2][0] = ua, p.coords[2][1] = va;
+    p.flags |= 0x07800000u;
+}
+
+extern "C" E3D_API void SetMeshQuadTexCoords(E3DMesh *mesh, int32_t index, float ua, float va, float ub, float vb,
+                                            float uc, float vc, float ud, float vd) {
+    if (index < 0 || index > mesh->polygonCount || index + 1 > mesh->polygonCount || !mesh->polygons) return;
+    E3DPolygon &p = mesh->polygons[index];
+    p.coords[0][0] = ud, p.coords[0][1] = vd;
+    p.coords[1][0] = ub, p.coords[1][1] = vb;
+    p.coords[2][0] = ua, p.coords[2][1] = va;
+    p.flags |= 0x07800000u;
+    E3DPolygon &q = mesh->polygons[index + 1];
+    q.coords[0][0] = ud, q.coords[0][1] = vd;
+    q.coords[1][0] = uc, q.coords[1][1] = vc;
+    q.coords[2][0] = ub, q.coords[2][1] = vb;
+    q.flags |= 0x07800000u;
+}
+
+extern "C" E3D_API int32_t DeleteMesh(E3DMesh *mesh) {
+    if (!mesh) return 0;
+    RemoveMeshFromAllScenes(mesh, 1);
+    if (mesh->node.parent) DetachChildFromNode(mesh->node.parent, &mesh->node);
+    if (mesh->node.childCount > 0) DetachAllChildren(&mesh->node);
+    mesh->hostObject = 0;
+    ReleaseMesh(mesh);
+    return 1;
+}
+
+extern "C" E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh) {
+    if (!mesh) return nullptr;
+    if (mesh->sortEntries) {
+        for (int32_t i = 0; i < mesh->polygonCount; ++i) {
+            if (HasRepeatedCorner(mesh->polygons[i])) return nullptr;
+        }
+    } else if (mesh->polygonCount == 0 || mesh->vertexCount == 0) {
+        DeleteMesh(mesh);
+        return nullptr;
+    } else {
+        E3DMesh *old = mesh;
+        E3DMesh *m = CreateMesh(old->vertexCount, old->polygonCount, 0x7FFF);
+        if (!m) {
+            DeleteMesh(old);
+            return nullptr;
+        }
+        std::memcpy(m->vertices, old->vertices, size_t(old->vertexCount) * sizeof(E3DVertex));
+        const E3DMaterial *oldDefault = &old->defaultMaterial;
+        for (int32_t i = 0; i < old->polygonCount; ++i) {
+            const E3DPolygon &src = old->polygons[i];
+            if (HasRepeatedCorner(src)) {
+                DeleteMesh(m);
+                return nullptr;
+            }
+            E3DPolygon &dst = m->polygons[i];
+            dst = src;
+            // Both pointers follow the test of the front material.
+            if (src.material == oldDefault) dst.material = &m->defaultMaterial;
+            if (src.material == oldDefault) dst.backMaterial = &m->defaultMaterial;
+        }
+        std::memcpy(m->modelMatrix, old->modelMatrix, sizeof m->modelMatrix);
+        std::memcpy(m->baseMatrix, old->baseMatrix, sizeof m->baseMatrix);
+        std::memcpy(m->worldMatrix, old->worldMatrix, sizeof m->worldMatrix);
+        std::memcpy(m->auxMatrix, old->auxMatrix, sizeof m->auxMatrix);
+        m->defaultMaterial = old->defaultMaterial;
+        m->state = old->state;
+        m->viewport = old->viewport;
+        m->hostObject = old->hostObject;
+        FreeMemory(old->vertices);
+        FreeMemory(old->polygons);
+        // Links of an unvalidated mesh are not carried over; do not leak them.
+        if (old->node.children) FreeMemory(old->node.children);
+        if (old->skinWeights) FreeMemory(old->skinWeights);
+        FreeMemory(old);
+        mesh = m;
+    }
+    CalcMeshPolygonsNormal(mesh);
+    CalcMeshVerticesNormal(mesh);
+    FreeBoundingBox(mesh);
+    mesh->boundingBox = CreateAABB(mesh);
+    if (!mesh->boundingBox) {
+        DeleteMesh(mesh);
+        return nullptr;
+    }
+    mesh->state |= 0x8000u;
+    mesh->meshKind = 1;
+    return mesh;
+}
+
+extern "C" E3D_API int32_t AssignSkeletonToMesh(E3DMesh *mesh, E3DSkeleton *skeleton) {
+    const uint64_t bytes = uint64_t(mesh->vertexCount > 0 ? mesh->vertexCount : 0) * 16;
+    auto *weights = static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes)));
+    if (!weights || bytes > 0xFFFFFFFFull) {
+        if (weights) FreeMemory(weights);
+        return 0;
+    }
+    std::memset(weights, 0, size_t(bytes));
+    // A second assignment replaces the array rather than leaking it.
+    if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
+    mesh->skinWeights = weights;
+    mesh->skeleton = skeleton;
+    return 1;
+}
+
+extern "C" E3D_API void RemoveSkeletonFromMesh(E3DMesh *mesh) {
+    mesh->skeleton = nullptr;
+    if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
+    mesh->skinWeights = nullptr;
+}
+
+extern "C" E3D_API char *SetMeshName(E3DMesh *mesh, const char *name) {
+    if (!mesh) return nullptr;
+    return CopyName(mesh->name, sizeof mesh->name, name);
+}
