@@ -1,0 +1,127 @@
+// Node tree: attach and detach with the polygon bookkeeping of mesh trees,
+// the recursive detach, and default names.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "core/names.h"
+#include "core/node.h"
+#include "engine3d.h"
+#include "support/memory_check.h"
+#include "support/mesh_builders.h"
+
+using e3dtest::LeakCheck;
+using e3dtest::MakeStrip;
+
+namespace {
+
+E3DNode *N(E3DMesh *m) { return &m->node; }
+
+// A sort buffer must hold `n` entries reset to the identity order.
+void ExpectSortBuffer(const E3DMesh *m, int n) {
+    ASSERT_NE(m->sortBuffer, nullptr);
+    EXPECT_EQ(m->sortCapacity, n);
+    for (int i = 0; i < n; ++i) ASSERT_EQ(m->sortBuffer[i], uint32_t(i));
+}
+
+}  // namespace
+
+TEST(NodeTree, ThreeLevelBookkeeping) {
+    LeakCheck leaks;
+    E3DMesh *root = MakeStrip(20), *mid = MakeStrip(10), *leaf = MakeStrip(5);
+    EXPECT_EQ(AttachChildToNode(N(mid), N(leaf)), 1);
+    EXPECT_EQ(mid->treePolygonCount, 15);
+    EXPECT_EQ(leaf->sortBuffer, nullptr) << "a child sorts through its root";
+    ExpectSortBuffer(mid, 15);
+    AttachChildToNode(N(root), N(mid));
+    EXPECT_EQ(root->treePolygonCount, 35);
+    EXPECT_EQ(mid->treePolygonCount, 15);
+    EXPECT_EQ(mid->sortBuffer, nullptr);
+    ExpectSortBuffer(root, 35);
+    EXPECT_EQ(root->node.childCount, 1);
+    EXPECT_EQ(leaf->node.parent, N(mid));
+    // Detaching the leaf updates every mesh up to the root.
+    EXPECT_EQ(DetachChildFromNode(N(mid), N(leaf)), 1);
+    EXPECT_EQ(mid->treePolygonCount, 10);
+    EXPECT_EQ(root->treePolygonCount, 30);
+    ExpectSortBuffer(root, 30);
+    ExpectSortBuffer(leaf, 5);
+    EXPECT_EQ(mid->node.children, nullptr);
+    EXPECT_EQ(mid->node.childCount, 0);
+    EXPECT_EQ(DetachChildFromNode(N(mid), N(leaf)), 0) << "no longer a child";
+    EXPECT_EQ(DetachChildFromNode(N(root), N(leaf)), 0);
+    // Attaching a child that has a parent moves it.
+    AttachChildToNode(N(mid), N(leaf));
+    AttachChildToNode(N(root), N(leaf));
+    EXPECT_EQ(mid->treePolygonCount, 10);
+    EXPECT_EQ(root->treePolygonCount, 35);
+    EXPECT_EQ(root->node.childCount, 2);
+    EXPECT_EQ(root->node.children[1], N(leaf));
+    DeleteMesh(root);  // frees the whole tree
+    leaks.Check();
+}
+
+TEST(NodeTree, NonMeshPairingsMoveNoPolygons) {
+    LeakCheck leaks;
+    E3DMesh *root = MakeStrip(4);
+    E3DNode camera{};
+    camera.type = E3D_NODE_CAMERA;
+    AttachChildToNode(N(root), &camera);
+    EXPECT_EQ(root->treePolygonCount, 4);
+    EXPECT_EQ(camera.parent, N(root));
+    // A mesh under a mesh of type code 2 is not bookkept on the parent side.
+    E3DMesh *child = MakeStrip(3);
+    root->node.type = E3D_NODE_MESH2;
+    AttachChildToNode(N(root), N(child));
+    EXPECT_EQ(root->treePolygonCount, 4);
+    ExpectSortBuffer(child, 3);
+    root->node.type = E3D_NODE_MESH;
+    DetachChildFromNode(N(root), N(child));
+    DeleteMesh(child);
+    DeleteMesh(root);  // detaches the camera without freeing it
+    EXPECT_EQ(camera.parent, nullptr);
+    leaks.Check();
+}
+
+TEST(NodeTree, DeletingARootFreesMeshDescendantsOnly) {
+    LeakCheck leaks;
+    E3DMesh *root = MakeStrip(2), *a = MakeStrip(2), *b = MakeStrip(2), *bound = MakeStrip(2);
+    E3DNode light{};
+    light.type = E3D_NODE_LIGHT;
+    AttachChildToNode(N(root), N(a));
+    AttachChildToNode(N(a), N(b));
+    AttachChildToNode(N(a), &light);
+    AttachChildToNode(N(b), N(bound));
+    bound->hostObject = 1;  // bound to a host object: detached, not freed
+    DeleteMesh(root);
+    EXPECT_EQ(light.parent, nullptr);
+    EXPECT_EQ(bound->node.parent, nullptr);
+    EXPECT_EQ(bound->treePolygonCount, 2);
+    bound->hostObject = 0;
+    DeleteMesh(bound);
+    leaks.Check();
+}
+
+TEST(Names, DefaultNamesCountPerKind) {
+    char name[32];
+    e3d::g_engine.nameCounters[e3d::kCounterCamera] = 11;
+    e3d::WriteDefaultName(name, sizeof name, "Camera", e3d::kCounterCamera);
+    EXPECT_STREQ(name, "Camera11");
+    e3d::g_engine.nameCounters[e3d::kCounterOmni] = 0;
+    e3d::WriteDefaultName(name, sizeof name, "Omni", e3d::kCounterOmni);
+    EXPECT_STREQ(name, "Omni00");
+    e3d::g_engine.nameCounters[e3d::kCounterOmni] = 9;
+    e3d::WriteDefaultName(name, sizeof name, "Omni", e3d::kCounterOmni);
+    EXPECT_STREQ(name, "Omni09");
+    e3d::WriteDefaultName(name, sizeof name, "Omni", e3d::kCounterOmni);
+    EXPECT_STREQ(name, "Omni10");
+    e3d::g_engine.nameCounters[e3d::kCounterOmni] = 100;
+    e3d::WriteDefaultName(name, sizeof name, "Omni", e3d::kCounterOmni);
+    EXPECT_STREQ(name, "Omni100");
+    EXPECT_EQ(e3d::g_engine.nameCounters[e3d::kCounterOmni], 101);
+    // Bounded: a small field still ends in a terminator inside it.
+    char small[6];
+    std::memset(small, 'x', sizeof small);
+    e3d::WriteDefaultName(small, sizeof small, "Material", e3d::kCounterMaterial);
+    EXPECT_STREQ(small, "Mater");
+}
