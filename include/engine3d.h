@@ -378,6 +378,134 @@ E3D_API void MergeBVSphere(E3DBVSphere *sphere, const float *center, float radiu
 E3D_API void MergeBVSpheres(void);
 
 /* ======================================================================
+ * Mesh display state
+ * Setters that take a node walk its whole subtree; children of any node
+ * type are visited.
+ * ====================================================================== */
+
+/* Render mode 0x100000 dots, 0x300000 wire, 0x700000 solid, or any texture
+ * bit for textured; bit 6 copied; also set on the default material. */
+E3D_API void SetMeshRenderMode(E3DNode *node, uint32_t mode);
+/* state & 0x7F00000. */
+E3D_API uint32_t GetMeshRenderMode(const E3DMesh *mesh);
+/* Cull mode (mode & 0x38) of validated ordinary meshes (kind 1); others keep
+ * theirs and pass the value on unchanged. */
+E3D_API void SetMeshCullMode(E3DNode *node, uint32_t mode);
+/* state & 0x38. */
+E3D_API uint32_t GetMeshCullMode(const E3DMesh *mesh);
+/* Shade mode (1 none, 3 flat, 7 Gouraud), also on the default material. */
+E3D_API void SetMeshShadeMode(E3DNode *node, uint32_t mode);
+/* state & 7. */
+E3D_API uint32_t GetMeshShadeMode(const E3DMesh *mesh);
+/* Hides mesh nodes of the subtree. */
+E3D_API void HideMesh(E3DNode *node);
+/* Shows again the nodes of type code 1 only (type 2 stays hidden). */
+E3D_API void ShowMesh(E3DNode *node);
+/* Non-zero when hidden. */
+E3D_API uint32_t IsHiddenMesh(const E3DMesh *mesh);
+/* Sets the active bit; returns the mesh. */
+E3D_API E3DMesh *ActivateMesh(E3DMesh *mesh);
+/* Smoothing group (0..31) of one polygon; other values are ignored. */
+E3D_API void SetMeshFaceSmoothG(E3DMesh *mesh, int32_t index, int32_t group);
+/* Smoothing group of one polygon, 0 for a bad index. */
+E3D_API int32_t GetMeshFaceSmoothG(const E3DMesh *mesh, int32_t index);
+/* Low five bits of billboardMode; returns the mesh. */
+E3D_API E3DMesh *SetMeshBillboardMode(E3DMesh *mesh, uint32_t mode);
+/* The viewport DrawMesh draws into; returns it. */
+E3D_API E3DViewport *SetMeshViewport(E3DMesh *mesh, E3DViewport *viewport);
+E3D_API E3DViewport *GetMeshViewport(const E3DMesh *mesh);
+/* The 64-slot light list, or NULL when it is empty. */
+E3D_API E3DLight **GetMeshLightList(E3DMesh *mesh);
+/* Rotation of modelMatrix from angles in degrees: about x, then y, then z
+ * (R = Rz Ry Rx); the position is kept. Returns the mesh. */
+E3D_API E3DMesh *SetMeshModelOrientation(E3DMesh *mesh, float x, float y, float z);
+/* Translation of modelMatrix; returns the mesh. */
+E3D_API E3DMesh *SetMeshModelPosition(E3DMesh *mesh, float x, float y, float z);
+/* The translation, in one buffer shared by all meshes (next call overwrites). */
+E3D_API float *GetMeshModelPosition(const E3DMesh *mesh);
+/* The offset added to every vertex before projection; returns the mesh. */
+E3D_API E3DMesh *SetMeshPivot(E3DMesh *mesh, float x, float y, float z);
+E3D_API float *GetMeshPivot(E3DMesh *mesh);
+/* Host binding: a bound mesh survives scene deletion. Returns the value. */
+E3D_API uintptr_t SetMeshTvObject(E3DMesh *mesh, uintptr_t value);
+E3D_API uintptr_t GetMeshTvObject(const E3DMesh *mesh);
+/* The embedded default material. */
+E3D_API E3DMaterial *GetMeshDefaultMaterial(E3DMesh *mesh);
+
+/* ======================================================================
+ * Materials and textures
+ * Colour slots: 0 ambient, 1 diffuse, 2 emissive, 3 specular (stored in the
+ * order 0, 1, 3, 2). Layer 3's block overlaps colorOp and the name.
+ * ====================================================================== */
+
+/* Copy of the template; the default name "MaterialNN" is written into the
+ * template (the copy keeps the old name), and the counter advances even when
+ * the copy fails. NULL on failure or for a NULL template. */
+E3D_API E3DMaterial *CreateMaterial(E3DMaterial *templateMaterial);
+/* Frees a material (nothing for NULL). */
+E3D_API void DeleteMaterial(E3DMaterial *material);
+/* Bounded to 29 characters; see SetMeshName. */
+E3D_API char *SetMaterialName(E3DMaterial *material, const char *name);
+/* Front (0), back (1) or both (2) materials of every polygon, and of mesh
+ * children when recurse is 1; 0 for another side, else 1. */
+E3D_API int32_t SetMaterial(E3DMesh *mesh, E3DMaterial *material, int32_t side, int32_t recurse);
+/* The first polygon's front (side 0 or 2) or back (1) material. */
+E3D_API E3DMaterial *GetMaterial(E3DMesh *mesh, int32_t side);
+/* The first material, front before back in polygon order, with that name. */
+E3D_API E3DMaterial *GetMaterialByName(E3DMesh *mesh, const char *name);
+/* Material of one polygon (and the next when quad is set and it exists);
+ * a bad index returns 1 unchanged, a bad side 0. */
+E3D_API int32_t SetFaceMaterial(E3DMesh *mesh, int32_t index, E3DMaterial *material, int32_t quad, int32_t side);
+/* A polygon's front (0 or 2) or back (1) material; NULL when out of range. */
+E3D_API E3DMaterial *GetFaceMaterial(E3DMesh *mesh, int32_t index, int32_t side);
+/* Points every polygon side using the material back at the default one. */
+E3D_API void RemoveMaterialFromMesh(E3DMaterial *material, E3DMesh *mesh);
+/* Fills layer 0..3 from a texture (NULL empties it); 0 for a layer above 3. */
+E3D_API int32_t SetMaterialTexture(E3DMaterial *material, uint32_t layer, E3DTexture *texture, uint32_t modeBits);
+/* Address of the layer block; NULL above 3. */
+E3D_API E3DTextureLayer *GetMaterialTexture(E3DMaterial *material, uint32_t layer);
+/* Texture mode 16 or 32 of a layer; other values are ignored. */
+E3D_API void SetMaterialTextureMode(E3DMaterial *material, uint32_t layer, uint32_t value);
+/* Layer mode & 48; 0 above layer 3. */
+E3D_API uint32_t GetMaterialTextureMode(E3DMaterial *material, uint32_t layer);
+/* Empties the one present layer when the texture is layer 0's. */
+E3D_API void RemoveTextureFromMaterial(E3DTexture *texture, E3DMaterial *material);
+/* Colour slot 0..3 clamped to 0..255, alpha 255. */
+E3D_API void SetMaterialColor(E3DMaterial *material, uint32_t slot, float r, float g, float b);
+/* Address of the slot's r, g, b, a; the material itself above slot 3. */
+E3D_API float *GetMaterialColor(E3DMaterial *material, uint32_t slot);
+/* Stores colorOp and switches mode bit 0x100. */
+E3D_API void SetMaterialColorOp(E3DMaterial *material, uint16_t value, int32_t enable);
+/* A non-zero value is stored and turns specular on; zero only turns it off. */
+E3D_API void SetMaterialShininess(E3DMaterial *material, float value);
+E3D_API float GetMaterialShininess(const E3DMaterial *material);
+E3D_API void SetMaterialSpecularLevel(E3DMaterial *material, float value);
+E3D_API float GetMaterialSpecularLevel(const E3DMaterial *material);
+/* Opacity level, clamped to 0..255. */
+E3D_API void SetMaterialAlphaLevel(E3DMaterial *material, int32_t level);
+E3D_API uint32_t GetMaterialAlphaLevel(const E3DMaterial *material);
+/* Blend type 0 replace, 1 additive, 2 opacity, 3 subtractive; above 3 stores 0. */
+E3D_API void SetMaterialAlphaMode(E3DMaterial *material, uint32_t mode);
+E3D_API uint32_t GetMaterialAlphaMode(const E3DMaterial *material);
+/* Zero arguments leave the field as it is. Render getter: mode & 0x700040. */
+E3D_API void SetMaterialRenderMode(E3DMaterial *material, uint32_t mode);
+E3D_API uint32_t GetMaterialRenderMode(const E3DMaterial *material);
+E3D_API void SetMaterialShadeMode(E3DMaterial *material, uint32_t mode);
+E3D_API uint32_t GetMaterialShadeMode(const E3DMaterial *material);
+E3D_API void SetMaterialCullMode(E3DMaterial *material, uint32_t mode);
+E3D_API uint32_t GetMaterialCullMode(const E3DMaterial *material);
+/* Layer 0 (flag 0) or 1 of the mesh's default material, straight from the
+ * texture (shift = pitch / 2); returns the block. Guard: NULL texture does
+ * nothing. */
+E3D_API E3DTextureLayer *SetTexture(E3DMesh *mesh, E3DTexture *texture, int32_t layer);
+/* width x height checker of squares x squares cells, top-left cell colour b;
+ * NULL on failure. Guard: sizes or squares below 1 give NULL. */
+E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t height, int32_t squares, uint16_t a, uint16_t b);
+/* Addition to the original interface: frees a texture from
+ * CreateCheckerTexture (pixels and record). */
+E3D_API void DeleteTexture(E3DTexture *texture);
+
+/* ======================================================================
  * Viewports
  * ====================================================================== */
 

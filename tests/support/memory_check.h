@@ -53,7 +53,9 @@ int ForEachAllocationFailure(const std::function<T *()> &attempt, const std::fun
         if (made) release(made);
         leaks.Check();
         if (!failureUsed) break;
-        if (nullOnFailure) EXPECT_EQ(made, nullptr) << "allocation " << k << " failed but a result came back";
+        if (nullOnFailure) {
+            EXPECT_EQ(made, nullptr) << "allocation " << k << " failed but a result came back";
+        }
         if (::testing::Test::HasFailure()) break;
     }
     return k - 1;
