@@ -25,3 +25,16 @@ static_assert(sizeof(E3DViewport) == 19 * 4);
 static_assert(offsetof(E3DViewport, frameBuffer) == 13 * 4);
 static_assert(offsetof(E3DViewport, pitch) == 17 * 4);
 #endif
+
+// A light's attenuation pair shares its place with a camera's near and far,
+// so one getter serves both.
+static_assert(offsetof(E3DCamera, near) == offsetof(E3DLight, attenuation));
+static_assert(offsetof(E3DCamera, far) == offsetof(E3DLight, attenuation) + sizeof(float));
+#if UINTPTR_MAX == 0xFFFFFFFFu
+static_assert(offsetof(E3DCamera, near) == 120);
+#endif
+
+#if UINTPTR_MAX == 0xFFFFFFFFu
+static_assert(sizeof(E3DBone) == 168);
+static_assert(sizeof(E3DBVSphere) == 20);
+#endif

@@ -212,6 +212,103 @@ typedef struct E3DBVSphere {
     float radius;
 } E3DBVSphere;
 
+/* Scene: root meshes with their trees, cameras (one active), lights,
+ * materials and skeletons, a viewport and the polygon list of a frame. */
+struct E3DScene {
+    uint32_t flags;           /* bit 0 set while the lists are consistent */
+    E3DList meshes;           /* root meshes only */
+    E3DList cameras;
+    E3DList lights;
+    E3DList materials;
+    E3DList skeletons;
+    int32_t visibleMeshCount; /* top-level meshes drawn in the last frame */
+    int32_t activeCamera;     /* index into cameras, -1 for none */
+    uint32_t *sortBuffer;     /* polygonTotal indices, then the entries */
+    E3DSortEntry *sortEntries;
+    int32_t count;            /* entries emitted in the last frame */
+    int32_t vertexTotal;      /* own vertices of the root meshes */
+    int32_t polygonTotal;     /* tree polygons of the root meshes */
+    E3DViewport *viewport;
+    E3DScene *prev, *next;    /* the chain of all scenes */
+    uint32_t reserved1;
+    void (*callback)(E3DScene *scene);
+    uint32_t reserved2[2];
+    void *workBuffer;
+    uint32_t reserved3;
+    int32_t sortCapacity;     /* engine addition: entries the buffer holds */
+};
+
+/* Camera: a node with a target node, eye and target points, roll, field of
+ * view in degrees, focal length, near and far. near and far sit where a
+ * light keeps its attenuation pair. */
+struct E3DCamera {
+    E3DNode node;             /* type 4 */
+    E3DNode targetNode;       /* type 8 */
+    float position[3];
+    float target[3];
+    float direction[3];       /* viewing direction, written per frame */
+    float viewMatrix[12];     /* written per frame */
+    float roll;
+    float fov;
+    float focal;
+    float near;
+    float far;
+    float workPosition[3];    /* per-frame copies the view is built from */
+    float workTarget[3];
+    float eye[3];             /* eye in the space of the mesh being staged */
+    char name[32];
+    uintptr_t hostObject;
+    uintptr_t hostObject2;
+};
+
+/* Light: omnidirectional (type code 2) or directional (4); bit 0 of flags
+ * switches attenuation, bit 31 switches the light on. */
+struct E3DLight {
+    E3DNode node;             /* type 16 */
+    E3DNode targetNode;       /* type 32 (directional lights) */
+    uint32_t flags;
+    float position[3];
+    float meshPosition[3];    /* in the space of the mesh being lit */
+    float direction[3];
+    float meshDirection[3];
+    float workPosition[3];    /* per-frame copies */
+    float workDirection[3];
+    float color[4];           /* 0..1 */
+    float intensity;
+    float attenuation[2];     /* near, far */
+    uint32_t reserved;
+    char name[32];
+    uintptr_t hostObject;
+    uintptr_t hostObject2;
+};
+
+/* Bone: pose and rest matrices; inside a skeleton's block each bone is
+ * followed by one 32-bit child index per child. */
+struct E3DBone {
+    uint8_t boneFlags;
+    uint8_t rootFlags;        /* bit 7: root bone */
+    int8_t parentIndex;       /* -1 until attached */
+    uint8_t childCount;
+    float position[3];
+    float restMatrix[12];
+    float poseMatrix[12];
+    float thirdMatrix[12];
+    E3DBVSphere *sphere;
+    uintptr_t hostObject;
+};
+
+/* Skeleton: bones packed in one block, with their names. */
+struct E3DSkeleton {
+    uint16_t xformFlags;      /* bits 0-1: transform state */
+    int16_t boneCount;
+    uint8_t *boneBlock;
+    E3DBone **bones;          /* boneCount pointers into boneBlock */
+    char (*boneNames)[32];    /* boneCount names; the first names the skeleton */
+    int32_t blockSize;        /* bytes in boneBlock */
+    E3DBVSphere *sphere;
+    uintptr_t hostObject;
+};
+
 /* Texture record, also the host's bitmap description (24 words on 32-bit
  * hosts): pixels in word 8, width and height in words 11-12 (again in
  * 19-20), byte pitch in word 13. */
@@ -504,6 +601,175 @@ E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t height, int32_t 
 /* Addition to the original interface: frees a texture from
  * CreateCheckerTexture (pixels and record). */
 E3D_API void DeleteTexture(E3DTexture *texture);
+
+/* ======================================================================
+ * Scenes
+ * ====================================================================== */
+
+/* New empty scene at the end of the scene chain, or NULL. */
+E3D_API E3DScene *CreateScene(void);
+/* Deletes the scene and its objects not bound to a host object, in the order
+ * meshes, lights, materials, cameras, skeletons. */
+E3D_API void DeleteScene(E3DScene *scene);
+/* Deletes the scene and every object in it, bound or not (bound meshes are
+ * only removed), in the order materials, cameras, meshes, lights, skeletons. */
+E3D_API void DeleteWholeScene(E3DScene *scene);
+/* Adds the root of an active mesh's tree (flags bit 0: also give it the
+ * scene's lights); the root, or NULL when inactive or already held. */
+E3D_API E3DMesh *AssignMeshToScene(E3DScene *scene, E3DMesh *mesh, uint32_t flags);
+/* Removes a root mesh (NULL scene: from every scene; flags bit 0: also take
+ * the scene's lights off it); 0 when absent. */
+E3D_API int32_t RemoveMeshFromScene(E3DScene *scene, E3DMesh *mesh, uint32_t flags);
+/* 1 when some scene holds the mesh. */
+E3D_API int32_t IsMeshAssigned(const E3DMesh *mesh);
+/* Membership: assign returns 0 when already present, remove 0 when absent;
+ * a NULL scene removes from every scene (not for materials). */
+E3D_API int32_t AssignSkeletonToScene(E3DScene *scene, E3DSkeleton *skeleton);
+E3D_API int32_t AssignCameraToScene(E3DScene *scene, E3DCamera *camera);
+E3D_API int32_t AssignMaterialToScene(E3DScene *scene, E3DMaterial *material);
+/* flags bit 0: also assign the light to every mesh of the scene. */
+E3D_API int32_t AssignLightToScene(E3DScene *scene, E3DLight *light, uint32_t flags);
+E3D_API int32_t RemoveSkeletonFromScene(E3DScene *scene, E3DSkeleton *skeleton);
+/* Removing the active camera makes the first remaining one active. */
+E3D_API int32_t RemoveCameraFromScene(E3DScene *scene, E3DCamera *camera);
+/* Also takes the light off every mesh of the scene. */
+E3D_API int32_t RemoveLightFromScene(E3DScene *scene, E3DLight *light);
+E3D_API int32_t RemoveMaterialFromScene(E3DScene *scene, E3DMaterial *material);
+/* NULL: no active camera; a camera not in the scene changes nothing. */
+E3D_API void SetActiveSceneCamera(E3DScene *scene, E3DCamera *camera);
+/* The active camera, or NULL (also for a NULL scene). */
+E3D_API E3DCamera *GetActiveSceneCamera(const E3DScene *scene);
+/* Binds the viewport; its camera joins and becomes active only when the
+ * scene has no active camera. */
+E3D_API void SetSceneViewport(E3DScene *scene, E3DViewport *viewport);
+E3D_API E3DViewport *GetSceneViewport(const E3DScene *scene);
+E3D_API int32_t GetSceneNumberOfMeshes(const E3DScene *scene);
+E3D_API int32_t GetSceneNumberOfCameras(const E3DScene *scene);
+E3D_API int32_t GetSceneNumberOfLights(const E3DScene *scene);
+/* Top-level meshes drawn in the last frame. */
+E3D_API int32_t GetSceneNumberOfVisibleMeshes(const E3DScene *scene);
+/* Objects by list index; NULL outside 0 .. count - 1. */
+E3D_API E3DMesh *SearchMeshByIndex(const E3DScene *scene, int32_t index);
+E3D_API E3DCamera *SearchCameraByIndex(const E3DScene *scene, int32_t index);
+E3D_API E3DLight *SearchLightByIndex(const E3DScene *scene, int32_t index);
+E3D_API E3DMaterial *SearchMaterialByIndex(const E3DScene *scene, int32_t index);
+/* First object with that name; empty names never match. Skeletons go by
+ * their root bone's name. */
+E3D_API E3DMesh *SearchMeshByName(const E3DScene *scene, const char *name);
+E3D_API E3DCamera *SearchCameraByName(const E3DScene *scene, const char *name);
+E3D_API E3DLight *SearchLightByName(const E3DScene *scene, const char *name);
+E3D_API E3DMaterial *SearchMaterialByName(const E3DScene *scene, const char *name);
+E3D_API E3DSkeleton *SearchSkeletonByName(const E3DScene *scene, const char *name);
+
+/* ======================================================================
+ * Cameras
+ * ====================================================================== */
+
+/* Camera at position looking at target (3 floats each), roll and fov in
+ * degrees, near as given; far 100000000; named "CameraNN". NULL on failure. */
+E3D_API E3DCamera *CreateCamera(const float *position, const float *target, float roll, float fov, float near);
+/* Removes the camera from scenes and parents and frees it. */
+E3D_API void DeleteCamera(E3DCamera *camera);
+/* Bounded to 31 characters; see SetMeshName. */
+E3D_API char *SetCameraName(E3DCamera *camera, const char *name);
+/* which 0: position, otherwise target. Returns the camera. */
+E3D_API E3DCamera *SetCameraPosition(E3DCamera *camera, const float *xyz, int32_t which);
+/* Copies position (which 0) or target into out; returns out. */
+E3D_API float *GetCameraPosition(float *out, const E3DCamera *camera, int32_t which);
+/* Roll in degrees, applied after the look direction. Returns the camera. */
+E3D_API E3DCamera *SetCameraRoll(E3DCamera *camera, float roll);
+E3D_API float GetCameraRoll(const E3DCamera *camera);
+/* fov <= 0 or > 180 stores 60. */
+E3D_API void SetCameraFov(E3DCamera *camera, float fov);
+E3D_API float GetCameraFov(const E3DCamera *camera);
+/* Stored only when 10 <= near <= far. */
+E3D_API void SetCameraNear(E3DCamera *camera, float near);
+E3D_API float GetCameraNear(const E3DCamera *camera);
+/* Stored only when far >= near. Returns the camera. */
+E3D_API E3DCamera *SetCameraFar(E3DCamera *camera, float far);
+E3D_API float GetCameraFar(const E3DCamera *camera);
+/* focal = centerX / tan(fov / 2), times aspect * -0.75 unless the viewport
+ * is exactly 4:3 (aspect -1). */
+E3D_API void AdjustCameraFocale(const E3DViewport *viewport, E3DCamera *camera);
+
+/* ======================================================================
+ * Lights
+ * ====================================================================== */
+
+/* Omnidirectional light: position, colour (4 floats 0..1), intensity, near
+ * and far attenuation; flags | 2; named "OmniNN". NULL on failure. */
+E3D_API E3DLight *CreateOmniLight(const float *position, const float *color, float intensity, float attenuation1,
+                                  float attenuation2, uint32_t flags);
+/* Directional light: position and direction; flags | 4; "DirectNN". */
+E3D_API E3DLight *CreateDirectLight(const float *position, const float *direction, const float *color,
+                                    float intensity, uint32_t flags);
+/* Removes the light from scenes (and their meshes) and parents; frees it. */
+E3D_API void DeleteLight(E3DLight *light);
+/* Bounded to 31 characters; see SetMeshName. */
+E3D_API char *SetLightName(E3DLight *light, const char *name);
+/* Colour from 0..255 channels, clamped to 0..1; fourth component 0. */
+E3D_API void SetLightColor(E3DLight *light, float r, float g, float b);
+/* The colour times 255, in one buffer shared by all lights. */
+E3D_API float *GetLightColor(const E3DLight *light);
+E3D_API E3DLight *SetLightIntensity(E3DLight *light, float intensity);
+E3D_API float GetLightIntensity(const E3DLight *light);
+/* Near and far attenuation distances; returns the light. */
+E3D_API E3DLight *SetLightAttenuation(E3DLight *light, float nearValue, float farValue);
+E3D_API float GetLightNearAttenuation(const E3DLight *light);
+E3D_API float GetLightFarAttenuation(const E3DLight *light);
+/* on: bit 31 (lit at all); attenuated: bit 0. Returns the flags' address. */
+E3D_API uint32_t *SetLightStatus(E3DLight *light, int32_t on, int32_t attenuated);
+/* which 0: position, otherwise direction. */
+E3D_API E3DLight *SetLightPosition(E3DLight *light, const float *xyz, int32_t which);
+/* Position or direction in one buffer shared by all lights. */
+E3D_API float *GetLightPosition(const E3DLight *light, int32_t which);
+/* Adds the light to the 64-slot lists of the meshes of the subtree (no
+ * duplicates; a full list is left alone) and to the scenes holding them. */
+E3D_API int32_t AssignLightToMesh(E3DLight *light, E3DNode *node);
+/* Takes the light off the lists of the subtree, keeping their order. */
+E3D_API int32_t RemoveLightFromMesh(E3DLight *light, E3DNode *node);
+
+/* ======================================================================
+ * Skeletons and bones
+ * ====================================================================== */
+
+/* Empty skeleton with a zeroed bounding sphere, or NULL. */
+E3D_API E3DSkeleton *CreateSkeleton(void);
+/* Removes it from the first scene holding it and frees it with its bones. */
+E3D_API void DeleteSkeleton(E3DSkeleton *skeleton);
+/* state 1 sets transform bits 2, anything else 1; returns the flags. */
+E3D_API uint32_t SetSkeletonXFormState(E3DSkeleton *skeleton, int32_t state);
+/* 1 when state 1 was set, else 0. */
+E3D_API int32_t GetSkeletonXFormState(const E3DSkeleton *skeleton);
+/* New bone (identity rest matrix, parent -1), or NULL. */
+E3D_API E3DBone *CreateBone(void);
+/* Addition to the original interface: frees a bone never attached. */
+E3D_API void DeleteBone(E3DBone *bone);
+E3D_API E3DBone *SetBoneRoot(E3DBone *bone);
+E3D_API void SetBoneTvObject(E3DBone *bone, uintptr_t value);
+/* Pose rotation from three angles in degrees (as SetMeshModelOrientation);
+ * flags bit 0 sets the rest rotation too. */
+E3D_API void SetBoneOrientation(E3DBone *bone, const float *angles, uint32_t flags);
+/* Pose translation; flags bit 0 also sets position and rest translation. */
+E3D_API void SetBonePosition(E3DBone *bone, const float *xyz, uint32_t flags);
+/* Copies the bone into the skeleton under the named parent (NULL: as the
+ * root, starting the skeleton afresh) and frees the given bone; 1 on
+ * success, 0 when the parent is unknown (the bone stays the caller's).
+ * Beyond the letter: a fresh root frees the former bones instead of
+ * abandoning them. */
+E3D_API int32_t AttachBoneToSkeleton(E3DSkeleton *skeleton, const char *parentName, E3DBone *bone,
+                                     const char *boneName);
+/* The bone of that name inside the skeleton, or NULL. */
+E3D_API E3DBone *GetBonePointerByName(const E3DSkeleton *skeleton, const char *name);
+/* Its index, or -1. */
+E3D_API int32_t GetBoneIndexByName(const E3DSkeleton *skeleton, const char *name);
+
+/* ======================================================================
+ * View
+ * ====================================================================== */
+
+/* A look-at rotation whose z row points from b to a; translation a. */
+E3D_API void CreateLookAtMatrix(const float *a, const float *b, float *out);
 
 /* ======================================================================
  * Viewports

@@ -1,0 +1,96 @@
+// Cameras: eye, target node, roll, field of view, near and far.
+#include "engine3d.h"
+
+#include <cstring>
+
+#include "core/names.h"
+#include "e3dhost.h"
+#include "pipeline/clip.h"
+#include "pipeline/view.h"
+
+using e3d::IsNegative;
+
+extern "C" E3D_API E3DCamera *CreateCamera(const float *position, const float *target, float roll, float fov,
+                                           float near) {
+    auto *c = static_cast<E3DCamera *>(AllocateMemory(sizeof(E3DCamera)));
+    if (!c) return nullptr;
+    std::memset(c, 0, sizeof *c);
+    c->node.type = E3D_NODE_CAMERA;
+    c->targetNode.type = E3D_NODE_CAMERA_TARGET;
+    std::memcpy(c->position, position, sizeof c->position);
+    std::memcpy(c->target, target, sizeof c->target);
+    c->roll = roll;
+    c->fov = fov;
+    c->near = near;
+    c->far = 100000000.0f;
+    e3d::WriteDefaultName(c->name, sizeof c->name, "Camera", e3d::kCounterCamera);
+    return c;
+}
+
+extern "C" E3D_API void DeleteCamera(E3DCamera *camera) {
+    if (!camera) return;
+    RemoveCameraFromScene(nullptr, camera);
+    camera->hostObject = 0;
+    camera->hostObject2 = 0;
+    if (camera->node.parent) DetachChildFromNode(camera->node.parent, &camera->node);
+    if (camera->targetNode.parent) DetachChildFromNode(camera->targetNode.parent, &camera->targetNode);
+    // Guard: children the host left attached would point at freed memory.
+    if (camera->node.children) FreeMemory(camera->node.children);
+    if (camera->targetNode.children) FreeMemory(camera->targetNode.children);
+    FreeMemory(camera);
+}
+
+extern "C" E3D_API char *SetCameraName(E3DCamera *camera, const char *name) {
+    if (!camera) return nullptr;
+    return e3d::CopyName(camera->name, sizeof camera->name, name);
+}
+
+extern "C" E3D_API E3DCamera *SetCameraPosition(E3DCamera *camera, const float *xyz, int32_t which) {
+    std::memcpy(which == 0 ? camera->position : camera->target, xyz, 3 * sizeof(float));
+    return camera;
+}
+
+extern "C" E3D_API float *GetCameraPosition(float *out, const E3DCamera *camera, int32_t which) {
+    std::memcpy(out, which == 0 ? camera->position : camera->target, 3 * sizeof(float));
+    return out;
+}
+
+extern "C" E3D_API E3DCamera *SetCameraRoll(E3DCamera *camera, float roll) {
+    camera->roll = roll;
+    return camera;
+}
+
+extern "C" E3D_API float GetCameraRoll(const E3DCamera *camera) { return camera->roll; }
+
+extern "C" E3D_API void SetCameraFov(E3DCamera *camera, float fov) {
+    camera->fov = (fov <= 0.0f || fov > 180.0f) ? 60.0f : fov;
+}
+
+extern "C" E3D_API float GetCameraFov(const E3DCamera *camera) { return camera->fov; }
+
+extern "C" E3D_API void SetCameraNear(E3DCamera *camera, float near) {
+    // Nothing nearer than 10; never beyond far.
+    if (!IsNegative(near - 10.0f) && !IsNegative(camera->far - near)) camera->near = near;
+}
+
+// Also GetLightNearAttenuation: the light keeps that value in the same place.
+extern "C" E3D_API float GetCameraNear(const E3DCamera *camera) { return camera->near; }
+
+extern "C" E3D_API E3DCamera *SetCameraFar(E3DCamera *camera, float far) {
+    if (!IsNegative(far - camera->near)) camera->far = far;
+    return camera;
+}
+
+extern "C" E3D_API float GetCameraFar(const E3DCamera *camera) { return camera->far; }
+
+extern "C" E3D_API float GetLightNearAttenuation(const E3DLight *light) {
+    return GetCameraNear(reinterpret_cast<const E3DCamera *>(light));
+}
+
+extern "C" E3D_API float GetLightFarAttenuation(const E3DLight *light) {
+    return GetCameraFar(reinterpret_cast<const E3DCamera *>(light));
+}
+
+extern "C" E3D_API void AdjustCameraFocale(const E3DViewport *viewport, E3DCamera *camera) {
+    e3d::FitFocalFactor(viewport, camera);
+}

@@ -1,0 +1,391 @@
+// Scenes: the lists of what a frame draws, the scene chain through which
+// object-wide operations find every scene holding an object, and the
+// polygon list sized for all mesh trees of the scene.
+#include "engine3d.h"
+
+#include <cstring>
+#include <initializer_list>
+
+#include "core/engine_state.h"
+#include "core/node.h"
+#include "e3dhost.h"
+#include "scene/mesh.h"
+#include "scene/scene_links.h"
+
+using e3d::g_engine;
+
+namespace {
+
+void DefaultSceneCallback(E3DScene *) {}
+
+bool Holds(const E3DList &list, const void *object) { return GetListElementIndex(&list, object) >= 0; }
+
+// Frees and reallocates the scene's polygon list for its total, reset to the
+// identity order. Guard: when memory runs out the scene keeps no list and
+// draws nothing until it gets one.
+void ResizeSceneBuffer(E3DScene *scene) {
+    if (scene->sortBuffer) FreeMemory(scene->sortBuffer);
+    scene->sortBuffer = nullptr;
+    scene->sortEntries = nullptr;
+    scene->sortCapacity = 0;
+    const uint32_t n = scene->polygonTotal > 0 ? uint32_t(scene->polygonTotal) : 0;
+    const uint64_t bytes = e3d::SortBufferBytes(n);
+    auto *buffer = bytes <= 0xFFFFFFFFull ? static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes ? bytes : 4))) : nullptr;
+    if (!buffer) return;
+    scene->sortBuffer = buffer;
+    scene->sortEntries = e3d::SortEntriesOf(buffer, n);
+    scene->sortCapacity = int32_t(n);
+    ResetRadixSort(n, buffer);
+}
+
+E3DMesh *RootMesh(E3DMesh *mesh) {
+    E3DNode *n = &mesh->node;
+    while (n->parent) n = n->parent;
+    return reinterpret_cast<E3DMesh *>(n);
+}
+
+bool NameMatches(const char *name, size_t size, const char *text) {
+    return text && name && name[0] != '\0' && std::strncmp(name, text, size) == 0;
+}
+
+template <class T>
+T *ByIndex(const E3DList &list, int32_t index) {
+    return (index >= 0 && index < list.count) ? static_cast<T *>(list.items[index]) : nullptr;
+}
+
+void UnlinkScene(E3DScene *scene) {
+    if (g_engine.sceneHead == scene) {
+        g_engine.sceneHead = scene->next;
+        if (g_engine.sceneTail == scene) g_engine.sceneTail = nullptr;
+        if (g_engine.sceneHead) g_engine.sceneHead->prev = nullptr;
+        scene->next = scene->prev = nullptr;
+    } else if (g_engine.sceneTail == scene) {
+        g_engine.sceneTail = scene->prev;
+        if (g_engine.sceneTail) g_engine.sceneTail->next = nullptr;
+        scene->next = scene->prev = nullptr;
+    } else {
+        for (E3DScene *s = g_engine.sceneHead; s; s = s->next) {
+            if (s == scene) {
+                if (scene->prev) scene->prev->next = scene->next;
+                if (scene->next) scene->next->prev = scene->prev;
+                break;
+            }
+        }
+    }
+}
+
+void FreeScene(E3DScene *scene) {
+    UnlinkScene(scene);
+    if (scene->workBuffer) FreeMemory(scene->workBuffer);
+    if (scene->sortBuffer) FreeMemory(scene->sortBuffer);
+    for (E3DList *list : {&scene->meshes, &scene->cameras, &scene->lights, &scene->materials, &scene->skeletons}) {
+        if (list->items) FreeMemory(list->items);
+    }
+    FreeMemory(scene);
+}
+
+// Removal that keeps activeCamera pointing at a camera of the list.
+int32_t RemoveCameraKeepingActive(E3DScene *scene, E3DCamera *camera) {
+    const int32_t index = GetListElementIndex(&scene->cameras, camera);
+    if (index < 0) return 0;
+    const int32_t active = scene->activeCamera;
+    RemoveListElement(&scene->cameras, camera);
+    if (scene->cameras.count == 0) {
+        scene->activeCamera = -1;
+    } else if (index == active || scene->cameras.count <= active) {
+        scene->activeCamera = 0;
+    }
+    return 1;
+}
+
+}  // namespace
+
+namespace e3d {
+
+void RemoveMeshFromAllScenes(E3DMesh *mesh, int32_t flags) { RemoveMeshFromScene(nullptr, mesh, flags); }
+
+bool ResizeScenesHoldingRoot(E3DMesh *root, int32_t delta) {
+    bool held = false;
+    for (E3DScene *s = g_engine.sceneHead; s; s = s->next) {
+        if (!Holds(s->meshes, root)) continue;
+        held = true;
+        s->flags &= ~1u;
+        s->polygonTotal += delta;
+        ResizeSceneBuffer(s);
+        s->flags |= 1u;
+    }
+    return held;
+}
+
+}  // namespace e3d
+
+extern "C" E3D_API E3DScene *CreateScene(void) {
+    auto *s = static_cast<E3DScene *>(AllocateMemory(sizeof(E3DScene)));
+    if (!s) return nullptr;
+    std::memset(s, 0, sizeof *s);
+    s->activeCamera = -1;
+    s->callback = DefaultSceneCallback;
+    s->prev = g_engine.sceneTail;
+    if (g_engine.sceneTail) g_engine.sceneTail->next = s;
+    else g_engine.sceneHead = s;
+    g_engine.sceneTail = s;
+    return s;
+}
+
+extern "C" E3D_API E3DMesh *AssignMeshToScene(E3DScene *scene, E3DMesh *mesh, uint32_t flags) {
+    if (!(mesh->state & 0x8000u)) return nullptr;
+    E3DMesh *root = RootMesh(mesh);
+    if (Holds(scene->meshes, root)) return nullptr;
+    scene->flags &= ~1u;
+    if (scene->sortBuffer) scene->polygonTotal += root->treePolygonCount;
+    else scene->polygonTotal = root->treePolygonCount;
+    ResizeSceneBuffer(scene);
+    scene->vertexTotal += root->vertexCount;
+    AddListElement(&scene->meshes, root);
+    e3d::FreeSortBuffer(root);  // a mesh in a scene sorts through the scene's list
+    if (flags & 1u) {
+        for (int32_t i = 0; i < scene->lights.count; ++i)
+            AssignLightToMesh(static_cast<E3DLight *>(scene->lights.items[i]), &root->node);
+    }
+    scene->flags |= 1u;
+    return root;
+}
+
+extern "C" E3D_API int32_t RemoveMeshFromScene(E3DScene *scene, E3DMesh *mesh, uint32_t flags) {
+    if (!scene) {
+        for (E3DScene *s = g_engine.sceneHead; s;) {
+            E3DScene *next = s->next;
+            RemoveMeshFromScene(s, mesh, flags);
+            s = next;
+        }
+        return 1;
+    }
+    if (!Holds(scene->meshes, mesh)) return 0;
+    scene->flags &= ~1u;
+    scene->polygonTotal -= mesh->treePolygonCount;
+    ResizeSceneBuffer(scene);
+    scene->vertexTotal -= mesh->vertexCount;
+    RemoveListElement(&scene->meshes, mesh);
+    e3d::ReplaceSortBuffer(mesh, mesh->treePolygonCount);
+    if (flags & 1u) {
+        for (int32_t i = 0; i < scene->lights.count; ++i)
+            RemoveLightFromMesh(static_cast<E3DLight *>(scene->lights.items[i]), &mesh->node);
+    }
+    scene->flags |= 1u;
+    return 1;
+}
+
+extern "C" E3D_API int32_t IsMeshAssigned(const E3DMesh *mesh) {
+    for (E3DScene *s = g_engine.sceneHead; s; s = s->next)
+        if (Holds(s->meshes, mesh)) return 1;
+    return 0;
+}
+
+namespace {
+
+int32_t AssignTo(E3DList &list, void *object) {
+    if (Holds(list, object)) return 0;
+    AddListElement(&list, object);
+    return 1;
+}
+
+int32_t RemoveFrom(E3DList &list, void *object) {
+    if (!Holds(list, object)) return 0;
+    RemoveListElement(&list, object);
+    return 1;
+}
+
+}  // namespace
+
+extern "C" E3D_API int32_t AssignSkeletonToScene(E3DScene *scene, E3DSkeleton *skeleton) {
+    return AssignTo(scene->skeletons, skeleton);
+}
+
+extern "C" E3D_API int32_t AssignCameraToScene(E3DScene *scene, E3DCamera *camera) {
+    return AssignTo(scene->cameras, camera);
+}
+
+extern "C" E3D_API int32_t AssignMaterialToScene(E3DScene *scene, E3DMaterial *material) {
+    return AssignTo(scene->materials, material);
+}
+
+extern "C" E3D_API int32_t AssignLightToScene(E3DScene *scene, E3DLight *light, uint32_t flags) {
+    if (!AssignTo(scene->lights, light)) return 0;
+    if (flags & 1u) {
+        for (int32_t i = 0; i < scene->meshes.count; ++i)
+            AssignLightToMesh(light, &static_cast<E3DMesh *>(scene->meshes.items[i])->node);
+    }
+    return 1;
+}
+
+extern "C" E3D_API int32_t RemoveSkeletonFromScene(E3DScene *scene, E3DSkeleton *skeleton) {
+    if (!scene) {
+        for (E3DScene *s = g_engine.sceneHead; s; s = s->next) RemoveFrom(s->skeletons, skeleton);
+        return 1;
+    }
+    return RemoveFrom(scene->skeletons, skeleton);
+}
+
+extern "C" E3D_API int32_t RemoveCameraFromScene(E3DScene *scene, E3DCamera *camera) {
+    if (!scene) {
+        for (E3DScene *s = g_engine.sceneHead; s; s = s->next) RemoveCameraKeepingActive(s, camera);
+        return 1;
+    }
+    return RemoveCameraKeepingActive(scene, camera);
+}
+
+extern "C" E3D_API int32_t RemoveLightFromScene(E3DScene *scene, E3DLight *light) {
+    if (!scene) {
+        for (E3DScene *s = g_engine.sceneHead; s; s = s->next) RemoveLightFromScene(s, light);
+        return 1;
+    }
+    if (!RemoveFrom(scene->lights, light)) return 0;
+    for (int32_t i = 0; i < scene->meshes.count; ++i)
+        RemoveLightFromMesh(light, &static_cast<E3DMesh *>(scene->meshes.items[i])->node);
+    return 1;
+}
+
+extern "C" E3D_API int32_t RemoveMaterialFromScene(E3DScene *scene, E3DMaterial *material) {
+    return RemoveFrom(scene->materials, material);
+}
+
+extern "C" E3D_API void SetActiveSceneCamera(E3DScene *scene, E3DCamera *camera) {
+    if (!camera) {
+        scene->activeCamera = -1;
+        return;
+    }
+    const int32_t index = GetListElementIndex(&scene->cameras, camera);
+    if (index >= 0) scene->activeCamera = index;
+}
+
+extern "C" E3D_API E3DCamera *GetActiveSceneCamera(const E3DScene *scene) {
+    if (!scene) return nullptr;
+    return ByIndex<E3DCamera>(scene->cameras, scene->activeCamera);
+}
+
+extern "C" E3D_API void SetSceneViewport(E3DScene *scene, E3DViewport *viewport) {
+    scene->viewport = viewport;
+    if (!viewport || scene->activeCamera != -1 || !viewport->camera) return;
+    AssignTo(scene->cameras, viewport->camera);
+    SetActiveSceneCamera(scene, viewport->camera);
+}
+
+extern "C" E3D_API E3DViewport *GetSceneViewport(const E3DScene *scene) { return scene->viewport; }
+
+extern "C" E3D_API int32_t GetSceneNumberOfMeshes(const E3DScene *scene) { return scene->meshes.count; }
+extern "C" E3D_API int32_t GetSceneNumberOfCameras(const E3DScene *scene) { return scene->cameras.count; }
+extern "C" E3D_API int32_t GetSceneNumberOfLights(const E3DScene *scene) { return scene->lights.count; }
+extern "C" E3D_API int32_t GetSceneNumberOfVisibleMeshes(const E3DScene *scene) { return scene->visibleMeshCount; }
+
+extern "C" E3D_API E3DMesh *SearchMeshByIndex(const E3DScene *scene, int32_t index) {
+    return ByIndex<E3DMesh>(scene->meshes, index);
+}
+extern "C" E3D_API E3DCamera *SearchCameraByIndex(const E3DScene *scene, int32_t index) {
+    return ByIndex<E3DCamera>(scene->cameras, index);
+}
+extern "C" E3D_API E3DLight *SearchLightByIndex(const E3DScene *scene, int32_t index) {
+    return ByIndex<E3DLight>(scene->lights, index);
+}
+extern "C" E3D_API E3DMaterial *SearchMaterialByIndex(const E3DScene *scene, int32_t index) {
+    return ByIndex<E3DMaterial>(scene->materials, index);
+}
+
+namespace {
+
+template <class T, class NameOf>
+T *ByName(const E3DList &list, const char *text, NameOf nameOf) {
+    for (int32_t i = 0; i < list.count; ++i) {
+        T *object = static_cast<T *>(list.items[i]);
+        size_t size = 0;
+        const char *name = nameOf(object, size);
+        if (NameMatches(name, size, text)) return object;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+extern "C" E3D_API E3DMesh *SearchMeshByName(const E3DScene *scene, const char *name) {
+    return ByName<E3DMesh>(scene->meshes, name, [](E3DMesh *m, size_t &n) { n = sizeof m->name; return m->name; });
+}
+extern "C" E3D_API E3DCamera *SearchCameraByName(const E3DScene *scene, const char *name) {
+    return ByName<E3DCamera>(scene->cameras, name, [](E3DCamera *c, size_t &n) { n = sizeof c->name; return c->name; });
+}
+extern "C" E3D_API E3DLight *SearchLightByName(const E3DScene *scene, const char *name) {
+    return ByName<E3DLight>(scene->lights, name, [](E3DLight *l, size_t &n) { n = sizeof l->name; return l->name; });
+}
+extern "C" E3D_API E3DMaterial *SearchMaterialByName(const E3DScene *scene, const char *name) {
+    return ByName<E3DMaterial>(scene->materials, name, [](E3DMaterial *m, size_t &n) {
+        n = sizeof m->tail.named.name;
+        return m->tail.named.name;
+    });
+}
+extern "C" E3D_API E3DSkeleton *SearchSkeletonByName(const E3DScene *scene, const char *name) {
+    // A skeleton goes by its root bone's name.
+    return ByName<E3DSkeleton>(scene->skeletons, name, [](E3DSkeleton *s, size_t &n) {
+        n = 32;
+        return (s->boneCount > 0 && s->boneNames) ? s->boneNames[0] : static_cast<const char *>(nullptr);
+    });
+}
+
+extern "C" E3D_API void DeleteScene(E3DScene *scene) {
+    if (!scene) return;
+    for (int32_t n = scene->meshes.count; n > 0 && scene->meshes.count > 0; --n) {
+        auto *mesh = static_cast<E3DMesh *>(scene->meshes.items[0]);
+        RemoveMeshFromScene(scene, mesh, 1);
+        if (!mesh->hostObject) DeleteMesh(mesh);
+    }
+    for (int32_t n = scene->lights.count; n > 0 && scene->lights.count > 0; --n) {
+        auto *light = static_cast<E3DLight *>(scene->lights.items[0]);
+        RemoveLightFromScene(scene, light);
+        if (!light->hostObject) DeleteLight(light);
+    }
+    for (int32_t n = scene->materials.count; n > 0 && scene->materials.count > 0; --n) {
+        auto *material = static_cast<E3DMaterial *>(scene->materials.items[0]);
+        RemoveFrom(scene->materials, material);
+        if (!material->hostObject) DeleteMaterial(material);
+    }
+    for (int32_t n = scene->cameras.count; n > 0 && scene->cameras.count > 0; --n) {
+        auto *camera = static_cast<E3DCamera *>(scene->cameras.items[0]);
+        RemoveCameraKeepingActive(scene, camera);
+        if (!camera->hostObject) DeleteCamera(camera);
+    }
+    for (int32_t n = scene->skeletons.count; n > 0 && scene->skeletons.count > 0; --n) {
+        auto *skeleton = static_cast<E3DSkeleton *>(scene->skeletons.items[0]);
+        RemoveFrom(scene->skeletons, skeleton);
+        if (!skeleton->hostObject) DeleteSkeleton(skeleton);
+    }
+    FreeScene(scene);
+}
+
+extern "C" E3D_API void DeleteWholeScene(E3DScene *scene) {
+    if (!scene) return;
+    for (int32_t n = scene->materials.count; n > 0 && scene->materials.count > 0; --n) {
+        auto *material = static_cast<E3DMaterial *>(scene->materials.items[0]);
+        RemoveFrom(scene->materials, material);
+        DeleteMaterial(material);
+    }
+    for (int32_t n = scene->cameras.count; n > 0 && scene->cameras.count > 0; --n) {
+        auto *camera = static_cast<E3DCamera *>(scene->cameras.items[0]);
+        RemoveFrom(scene->cameras, camera);
+        SetActiveSceneCamera(scene, scene->cameras.count ? static_cast<E3DCamera *>(scene->cameras.items[0]) : nullptr);
+        DeleteCamera(camera);
+    }
+    for (int32_t n = scene->meshes.count; n > 0 && scene->meshes.count > 0; --n) {
+        auto *mesh = static_cast<E3DMesh *>(scene->meshes.items[0]);
+        RemoveMeshFromScene(scene, mesh, 1);
+        if (!mesh->hostObject) DeleteMesh(mesh);
+    }
+    for (int32_t n = scene->lights.count; n > 0 && scene->lights.count > 0; --n) {
+        auto *light = static_cast<E3DLight *>(scene->lights.items[0]);
+        RemoveLightFromScene(scene, light);
+        light->hostObject = 0;
+        DeleteLight(light);
+    }
+    for (int32_t n = scene->skeletons.count; n > 0 && scene->skeletons.count > 0; --n) {
+        auto *skeleton = static_cast<E3DSkeleton *>(scene->skeletons.items[0]);
+        RemoveFrom(scene->skeletons, skeleton);
+        DeleteSkeleton(skeleton);
+    }
+    FreeScene(scene);
+}
