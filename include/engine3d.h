@@ -765,6 +765,22 @@ E3D_API E3DBone *GetBonePointerByName(const E3DSkeleton *skeleton, const char *n
 E3D_API int32_t GetBoneIndexByName(const E3DSkeleton *skeleton, const char *name);
 
 /* ======================================================================
+ * Drawing
+ * ====================================================================== */
+
+/* Draws the scene through its viewport (flags bit 31 must be set, see
+ * SetViewportType) and active camera: depth-buffered when the viewport has
+ * a depth buffer, back to front otherwise. The host clears the frame (and
+ * depth) buffer between frames. Lit meshes are drawn with their unlit colour
+ * until lighting lands; bone-deformed meshes are not drawn yet. */
+E3D_API void DrawScene(E3DScene *scene);
+/* Draws an active mesh and its mesh children through the mesh's viewport and
+ * that viewport's camera; returns the entries emitted (do not rely on it).
+ * Guard: a mesh inside a scene or a tree (no polygon list of its own) draws
+ * nothing. */
+E3D_API int32_t DrawMesh(E3DMesh *mesh);
+
+/* ======================================================================
  * View
  * ====================================================================== */
 

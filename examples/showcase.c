@@ -1,0 +1,168 @@
+/* Engine3D showcase: builds a small scene from the public interface alone,
+ * renders it into a 640 x 480 surface with the depth buffer and with the
+ * painter's sort, and writes both pictures as PNG files.
+ *
+ * usage: showcase [output-directory]   (default: the current directory) */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+
+#include "engine3d.h"
+#include "png_writer.h"
+
+enum { kWidth = 640, kHeight = 480 };
+
+static double Now(void) {
+    struct timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return (double)t.tv_sec + (double)t.tv_nsec * 1e-9;
+}
+
+/* A cube of half-size h; faces are split into quads whose normals point
+ * inward, so the outside is the front. */
+static E3DMesh *Cube(float h, uint32_t colour) {
+    static const float c[8][3] = {{-1, 1, -1}, {1, 1, -1}, {1, -1, -1}, {-1, -1, -1},
+                                  {-1, 1, 1},  {1, 1, 1},  {1, -1, 1},  {-1, -1, 1}};
+    static const int f[6][4] = {{0, 1, 2, 3}, {1, 5, 6, 2}, {5, 4, 7, 6}, {4, 0, 3, 7}, {4, 5, 1, 0}, {3, 2, 6, 7}};
+    E3DMesh *m = CreateMesh(8, 12, colour);
+    if (!m) return NULL;
+    for (int i = 0; i < 8; ++i) SetMeshVertex(m, i, c[i][0] * h, c[i][1] * h, c[i][2] * h);
+    for (int i = 0; i < 6; ++i) SetMeshQuadPolygon(m, 2 * i, f[i][0], f[i][1], f[i][2], f[i][3], 0, i);
+    return ValidateMesh(m);
+}
+
+/* Shades the six faces of a cube from its colour, so the flat unlit faces
+ * read as a solid: each face gets its own material. */
+static void ShadeCubeFaces(E3DMesh *cube, E3DScene *scene, uint32_t colour) {
+    static const float shade[6] = {0.85f, 0.65f, 0.5f, 0.7f, 1.0f, 0.4f};
+    for (int face = 0; face < 6; ++face) {
+        E3DMaterial *m = CreateMaterial(GetMeshDefaultMaterial(cube));
+        if (!m) continue;
+        SetMaterialColor(m, 0, (float)((colour >> 16) & 255) * shade[face], (float)((colour >> 8) & 255) * shade[face],
+                         (float)(colour & 255) * shade[face]);
+        SetFaceMaterial(cube, 2 * face, m, 1, 2);
+        AssignMaterialToScene(scene, m);
+    }
+}
+
+/* A checkered floor of n x n tiles in the plane y = 0, facing up. */
+static E3DMesh *Floor(int n, float size, E3DScene *scene) {
+    E3DMesh *m = CreateMesh((n + 1) * (n + 1), 2 * n * n, 0x404040);
+    if (!m) return NULL;
+    const float step = size / (float)n, half = size * 0.5f;
+    for (int z = 0; z <= n; ++z)
+        for (int x = 0; x <= n; ++x) SetMeshVertex(m, z * (n + 1) + x, (float)x * step - half, 0.0f, (float)z * step - half);
+    for (int z = 0; z < n; ++z)
+        for (int x = 0; x < n; ++x) {
+            const int a = z * (n + 1) + x, b = a + 1, c = a + n + 2, d = a + n + 1;
+            SetMeshQuadPolygon(m, 2 * (z * n + x), a, d, c, b, 0, 0);
+        }
+    m = ValidateMesh(m);
+    if (!m) return NULL;
+    E3DMaterial *light = CreateMaterial(GetMeshDefaultMaterial(m));
+    E3DMaterial *dark = CreateMaterial(GetMeshDefaultMaterial(m));
+    if (light && dark) {
+        SetMaterialColor(light, 0, 200, 200, 190);
+        SetMaterialColor(dark, 0, 70, 80, 90);
+        for (int z = 0; z < n; ++z)
+            for (int x = 0; x < n; ++x) SetFaceMaterial(m, 2 * (z * n + x), ((x + z) & 1) ? dark : light, 1, 2);
+        AssignMaterialToScene(scene, light);
+        AssignMaterialToScene(scene, dark);
+    }
+    return m;
+}
+
+static void Place(E3DMesh *m, float x, float y, float z, float ax, float ay, float az) {
+    SetMeshModelOrientation(m, ax, ay, az);
+    SetMeshModelPosition(m, x, y, z);
+}
+
+static int Render(E3DScene *scene, E3DViewport *viewport, uint16_t *pixels, const char *path, const char *label) {
+    for (int i = 0; i < kWidth * kHeight; ++i) pixels[i] = (uint16_t)((12 << 10) | (16 << 5) | 22);
+    if (viewport->depthBuffer) ClearViewportDepthBuffer(viewport, 0);
+    DrawScene(scene); /* warm-up */
+    const int frames = 50;
+    double start = 0.0, elapsed = 0.0;
+    for (int f = 0; f < frames; ++f) {
+        for (int i = 0; i < kWidth * kHeight; ++i) pixels[i] = (uint16_t)((12 << 10) | (16 << 5) | 22);
+        if (viewport->depthBuffer) ClearViewportDepthBuffer(viewport, 0);
+        start = Now();
+        DrawScene(scene);
+        elapsed += Now() - start;
+    }
+    if (WritePng555(path, pixels, kWidth, kHeight, kWidth) != 0) {
+        fprintf(stderr, "could not write %s\n", path);
+        return 1;
+    }
+    printf("%-16s %s  (%.3f ms per frame, %d polygons drawn)\n", label, path, 1000.0 * elapsed / frames,
+           scene->count);
+    return 0;
+}
+
+int main(int argc, char **argv) {
+    const char *dir = argc > 1 ? argv[1] : ".";
+    char depthPath[1024], painterPath[1024];
+    snprintf(depthPath, sizeof depthPath, "%s/showcase_depth.png", dir);
+    snprintf(painterPath, sizeof painterPath, "%s/showcase_painter.png", dir);
+
+    InitEngine3D();
+    uint16_t *pixels = (uint16_t *)malloc(sizeof(uint16_t) * kWidth * kHeight);
+    E3DTexture surface;
+    memset(&surface, 0, sizeof surface);
+    surface.pixels = pixels;
+    surface.width = kWidth;
+    surface.height = kHeight;
+    surface.pitch = 2 * kWidth;
+    E3DViewport *viewport = CreateViewport(&surface, kWidth, kHeight, 1, 0);
+    E3DScene *scene = CreateScene();
+    if (!pixels || !viewport || !scene) return 1;
+    SetViewportType(viewport, 0x80000001u); /* type 1, drawing enabled */
+
+    const float eye[3] = {0.0f, 7.0f, -16.0f}, target[3] = {0.0f, 1.0f, 0.0f};
+    E3DCamera *camera = CreateCamera(eye, target, 0.0f, 60.0f, 1.0f);
+    AssignCameraToScene(scene, camera);
+    SetActiveSceneCamera(scene, camera);
+    SetSceneViewport(scene, viewport);
+
+    E3DMesh *floor = Floor(12, 24.0f, scene);
+    AssignMeshToScene(scene, floor, 0);
+
+    static const struct {
+        float x, y, z, size, ay;
+        uint32_t colour;
+    } cubes[] = {{-4.5f, 1.5f, 2.0f, 1.5f, 30, 0xD04030}, {0.0f, 1.0f, -1.0f, 1.0f, 15, 0x30A040},
+                 {4.0f, 2.0f, 3.0f, 2.0f, -20, 0x3060D0}, {-1.5f, 0.6f, -5.0f, 0.6f, 45, 0xE0C030},
+                 {2.5f, 0.8f, -4.0f, 0.8f, 60, 0xC040C0}};
+    for (size_t i = 0; i < sizeof cubes / sizeof cubes[0]; ++i) {
+        E3DMesh *cube = Cube(cubes[i].size, cubes[i].colour);
+        if (!cube) continue;
+        ShadeCubeFaces(cube, scene, cubes[i].colour);
+        Place(cube, cubes[i].x, cubes[i].y, cubes[i].z, 0, cubes[i].ay, 0);
+        AssignMeshToScene(scene, cube, 0);
+    }
+    /* A see-through pane: half opacity, sorted back to front. */
+    E3DMesh *glass = Cube(1.6f, 0xFFFFFF);
+    if (glass) {
+        E3DMaterial *pane = CreateMaterial(GetMeshDefaultMaterial(glass));
+        SetMaterialColor(pane, 0, 120, 220, 255);
+        SetMaterialAlphaMode(pane, 2);
+        SetMaterialAlphaLevel(pane, 110);
+        SetMaterial(glass, pane, 2, 0);
+        AssignMaterialToScene(scene, pane);
+        Place(glass, -1.0f, 1.6f, 4.5f, 0, -35, 0);
+        AssignMeshToScene(scene, glass, 0);
+    }
+    SetMeshShadeMode(&floor->node, 1); /* unlit: flat material colours */
+    for (int i = 0; i < GetSceneNumberOfMeshes(scene); ++i) SetMeshShadeMode(&SearchMeshByIndex(scene, i)->node, 1);
+
+    int failed = Render(scene, viewport, pixels, depthPath, "depth buffer:");
+    SetViewportDepthState(viewport, 0);
+    failed |= Render(scene, viewport, pixels, painterPath, "painter's sort:");
+
+    DeleteScene(scene);
+    DeleteViewport(viewport);
+    ReleaseEngine3D();
+    free(pixels);
+    return failed;
+}

@@ -1,0 +1,260 @@
+// Scene and mesh draw traversal: per-frame set-up, the object walk that
+// feeds the vertex stages, the depth sort and the drawing order.
+#include "engine3d.h"
+
+#include <cstring>
+
+#include "core/node.h"
+#include "pipeline/clip.h"
+#include "pipeline/dispatch.h"
+#include "pipeline/radix_sort.h"
+#include "pipeline/view.h"
+#include "raster/raster.h"
+#include "scene/mesh.h"
+#include "shading/vertex_stages.h"
+
+namespace e3d {
+
+namespace {
+
+constexpr uint32_t kSkipMesh = 0x26000u;      // switched off, hidden, or outside the view
+constexpr uint32_t kOutsideView = 0x20000u;   // set by the bounding-box test
+constexpr uint32_t kCrossesDepth = 0x80000u;  // the box crosses near or far
+
+// The six stage slots of each entry point, filled at the start of every draw.
+const StageRoutine *g_sceneStages;
+const StageRoutine *g_meshStages;
+const StageRoutine *g_stages;
+uint32_t g_count;
+int32_t g_visibleMeshes;
+
+E3DMesh *AsMesh(E3DNode *n) { return reinterpret_cast<E3DMesh *>(n); }
+
+// World matrices down the hierarchy: a mesh below a mesh takes its parent's
+// world matrix as its base.
+void UpdateWorldMatrices(E3DNode *node, const float *parentWorld) {
+    if (IsMeshNode(node)) {
+        E3DMesh *mesh = AsMesh(node);
+        if (parentWorld) std::memcpy(mesh->baseMatrix, parentWorld, sizeof mesh->baseMatrix);
+        RefreshMeshMatrices(mesh);
+        parentWorld = mesh->worldMatrix;
+    }
+    for (int i = 0; i < node->childCount; ++i) UpdateWorldMatrices(node->children[i], parentWorld);
+}
+
+uint32_t BoxCornerCode(const float *m, const float *corner, const float *offset, bool &crosses) {
+    const ClipFrame &f = g_clipFrame;
+    const float px = corner[0] + offset[0], py = corner[1] + offset[1], pz = corner[2] + offset[2];
+    const float z = m[8] * px + m[9] * py + m[10] * pz + m[11];
+    const float dn = z - f.nearZ;
+    if (IsNegative(dn) || dn == 0.0f) {
+        crosses = true;
+        return kOutNear;
+    }
+    if (z - f.farZ > 0.0f) {
+        crosses = true;
+        return kOutFar;
+    }
+    const float k = (1.0f / z) * f.focal;
+    const float x = (m[0] * px + m[1] * py + m[2] * pz + m[3]) * k + f.centerX;
+    const float y = (m[4] * px + m[5] * py + m[6] * pz + m[7]) * k * f.yScale + f.centerY;
+    return ScreenCodeX(x, f) | ScreenCodeY(y, f);
+}
+
+// Camera-space matrix and bounding-box classification of an object and,
+// through the hierarchy, of its children.
+void PrepareObject(E3DNode *node, const float *view) {
+    if (IsMeshNode(node)) {
+        E3DMesh *mesh = AsMesh(node);
+        mesh->state &= ~(kCrossesDepth | kOutsideView);
+        E3DMesh *box = mesh->boundingBox;
+        CombineViewWithWorld(mesh->auxMatrix, view, mesh->worldMatrix);
+        if (box) {
+            box->state &= ~(kCrossesDepth | kOutsideView);
+            std::memcpy(box->auxMatrix, mesh->auxMatrix, sizeof box->auxMatrix);
+            bool crosses = false;
+            uint32_t all = ~0u;
+            for (int i = 0; i < 8 && i < box->vertexCount; ++i) {
+                all &= BoxCornerCode(mesh->auxMatrix, box->vertices[i].position, mesh->pivot, crosses);
+            }
+            if (crosses) mesh->state |= kCrossesDepth;
+            if (all) mesh->state |= kOutsideView;
+        }
+    }
+    for (int i = 0; i < node->childCount; ++i) PrepareObject(node->children[i], view);
+}
+
+uint32_t RunStage(E3DMesh *mesh, int firstSlot) {
+    SetUpMeshProjection(mesh);
+    return g_stages[firstSlot + ((mesh->state & 7u) == 1u ? 0 : 1)](mesh);
+}
+
+// Every mesh below is walked whether or not its parent is drawn; only
+// type-1 nodes take part. Not counted as visible meshes.
+void ChildWalk(E3DNode *node, bool sceneWalk) {
+    if (NodeType(node) != 1) return;
+    E3DMesh *mesh = AsMesh(node);
+    if (!(mesh->state & kSkipMesh)) {
+        switch (mesh->meshKind) {
+            case 1: g_count += RunStage(mesh, 0); break;
+            case 2:
+                if (sceneWalk) g_count += RunStage(mesh, 2);
+                break;
+            case 3: g_count += RunStage(mesh, 4); break;
+            default: break;
+        }
+    }
+    for (int i = 0; i < node->childCount; ++i) ChildWalk(node->children[i], sceneWalk);
+}
+
+void TopLevelWalk(E3DMesh *mesh) {
+    if (mesh->node.childCount > 0) {
+        ChildWalk(&mesh->node, true);
+        return;
+    }
+    if (mesh->state & kSkipMesh) return;
+    switch (mesh->meshKind) {
+        case 1: ++g_visibleMeshes, g_count += RunStage(mesh, 0); break;
+        case 2: ++g_visibleMeshes, g_count += RunStage(mesh, 2); break;
+        case 3: ++g_visibleMeshes, g_count += RunStage(mesh, 4); break;
+        default: break;
+    }
+}
+
+void CopyLightWork(E3DMesh *mesh) {
+    if (!mesh->lights) return;
+    for (int i = 0; i < 64 && mesh->lights[i]; ++i) {
+        E3DLight *l = mesh->lights[i];
+        std::memcpy(l->workPosition, l->position, sizeof l->position);
+        std::memcpy(l->workDirection, l->direction, sizeof l->direction);
+    }
+}
+
+void CopyLightWorkTree(E3DNode *node) {
+    if (IsMeshNode(node)) CopyLightWork(AsMesh(node));
+    for (int i = 0; i < node->childCount; ++i) CopyLightWorkTree(node->children[i]);
+}
+
+// Per-frame constants for the projection, the bounding-box test and clipping.
+void LoadFrame(E3DViewport *viewport, E3DCamera *camera) {
+    LoadClipBounds(viewport);
+    std::memcpy(camera->workPosition, camera->position, sizeof camera->position);
+    std::memcpy(camera->workTarget, camera->target, sizeof camera->target);
+    AdjustCameraFocale(viewport, camera);
+    BuildCameraViewMatrix(camera);
+    ClipFrame &f = g_clipFrame;
+    f.xMin = g_clipBounds.xMin;
+    f.xMax = g_clipBounds.xMax;
+    f.yMin = g_clipBounds.yMin;
+    f.yMax = g_clipBounds.yMax;
+    f.centerX = viewport->centerX;
+    f.centerY = viewport->centerY;
+    f.yScale = viewport->yScale;
+    f.focal = camera->focal;
+    f.nearZ = camera->near;
+    f.farZ = camera->far;
+    ProjectionState &p = g_projection;
+    p.centerX = f.centerX;
+    p.centerY = f.centerY;
+    p.yScale = f.yScale;
+    p.focal = f.focal;
+    p.nearZ = f.nearZ;
+    p.farZ = f.farZ;
+    p.clipXMin = f.xMin;
+    p.clipXMax = f.xMax;
+    p.clipYMin = f.yMin;
+    p.clipYMax = f.yMax;
+    std::memcpy(p.cameraWorld, camera->position, sizeof p.cameraWorld);
+}
+
+void StartLists(E3DSortEntry *entries, int32_t capacity, bool depthBuffered) {
+    g_lists.front = entries;
+    g_lists.back = depthBuffered && capacity > 0 ? entries + (capacity - 1) : nullptr;
+    g_lists.sortedCount = 0;
+    g_lists.opaqueCount = 0;
+    g_count = 0;
+}
+
+inline void Draw(const E3DSortEntry &entry, bool depthBuffered) {
+    const uint32_t mode = entry.mode;
+    const uint32_t index = depthBuffered ? DepthPassFillerIndex(mode) : SortedPassFillerIndex(mode);
+    DispatchPolygon(&entry, FillerTable[mode & 7u][index]);
+}
+
+// The frame of one polygon list: sort, then draw in order. Opaque entries
+// are drawn upward from the lowest slot (scenes) or downward from the last
+// slot (single meshes).
+void SortAndDraw(E3DSortEntry *entries, uint32_t *order, int32_t capacity, bool depthBuffered, bool meshOrder,
+                 E3DViewport *viewport, E3DCamera *camera) {
+    if (depthBuffered) {
+        if (!meshOrder || g_lists.sortedCount) SortPolygonList(g_lists.sortedCount, entries, order);
+        SetRasterContext(viewport, camera);
+        const int32_t opaque = int32_t(g_lists.opaqueCount);
+        if (meshOrder) {
+            for (int32_t i = capacity - 1; i >= capacity - opaque; --i) Draw(entries[i], true);
+        } else {
+            for (int32_t i = capacity - opaque; i < capacity; ++i) Draw(entries[i], true);
+        }
+        for (int32_t i = int32_t(g_lists.sortedCount) - 1; i >= 0; --i) Draw(entries[order[i]], true);
+    } else {
+        SortPolygonList(g_count, entries, order);
+        SetRasterContext(viewport, camera);
+        for (int32_t i = int32_t(g_count) - 1; i >= 0; --i) Draw(entries[order[i]], false);
+    }
+}
+
+}  // namespace
+
+}  // namespace e3d
+
+using namespace e3d;
+
+extern "C" E3D_API void DrawScene(E3DScene *scene) {
+    if (!scene || !(scene->flags & 1u) || scene->meshes.count < 1 || scene->cameras.count < 1) return;
+    E3DViewport *viewport = scene->viewport;
+    if (!viewport || scene->activeCamera < 0 || !(viewport->flags & 0x80000000u)) return;
+    if (scene->activeCamera >= scene->cameras.count) return;  // Guard: a stale index
+    E3DCamera *camera = static_cast<E3DCamera *>(scene->cameras.items[scene->activeCamera]);
+    scene->count = 0;
+    const bool depthBuffered = (viewport->flags & 8u) != 0 && viewport->depthBuffer;
+    g_sceneStages = depthBuffered ? kDepthBufferedStages : kPainterStages;
+    g_stages = g_sceneStages;
+    // Guard: without a polygon list there is nowhere to put entries.
+    const int32_t capacity = scene->sortEntries ? scene->sortCapacity : 0;
+    if (capacity <= 0) return;
+    StartLists(scene->sortEntries, capacity, depthBuffered);
+    LoadFrame(viewport, camera);
+    for (int32_t i = 0; i < scene->meshes.count; ++i) {
+        auto *mesh = static_cast<E3DMesh *>(scene->meshes.items[i]);
+        CopyLightWorkTree(&mesh->node);
+        UpdateWorldMatrices(&mesh->node, nullptr);
+    }
+    for (int32_t i = 0; i < scene->meshes.count; ++i)
+        PrepareObject(&static_cast<E3DMesh *>(scene->meshes.items[i])->node, camera->viewMatrix);
+    g_visibleMeshes = 0;
+    for (int32_t i = 0; i < scene->meshes.count; ++i) TopLevelWalk(static_cast<E3DMesh *>(scene->meshes.items[i]));
+    scene->visibleMeshCount = g_visibleMeshes;
+    scene->count = int32_t(g_count);
+    SortAndDraw(scene->sortEntries, scene->sortBuffer, capacity, depthBuffered, false, viewport, camera);
+}
+
+extern "C" E3D_API int32_t DrawMesh(E3DMesh *mesh) {
+    if (!mesh || !(mesh->state & 0x8000u) || !mesh->viewport) return 0;
+    E3DViewport *viewport = mesh->viewport;
+    E3DCamera *camera = viewport->camera;
+    if (!camera || !(viewport->flags & 0x80000000u)) return 0;
+    // Guard: a mesh that sorts through a scene or a root has no list here.
+    const int32_t capacity = (mesh->sortBuffer && mesh->sortEntries) ? mesh->sortCapacity : 0;
+    if (capacity <= 0 || capacity < mesh->treePolygonCount) return 0;
+    const bool depthBuffered = (viewport->flags & 8u) != 0 && viewport->depthBuffer;
+    g_meshStages = depthBuffered ? kDepthBufferedStages : kPainterStages;
+    g_stages = g_meshStages;
+    StartLists(mesh->sortEntries, capacity, depthBuffered);
+    LoadFrame(viewport, camera);
+    CopyLightWorkTree(&mesh->node);
+    UpdateWorldMatrices(&mesh->node, nullptr);
+    PrepareObject(&mesh->node, camera->viewMatrix);
+    ChildWalk(&mesh->node, false);
+    SortAndDraw(mesh->sortEntries, mesh->sortBuffer, capacity, depthBuffered, true, viewport, camera);
+    return int32_t(g_count);
+}
