@@ -4,6 +4,7 @@
 #include "core/node.h"
 
 #include <cstring>
+#include <initializer_list>
 
 #include "e3dhost.h"
 #include "scene/mesh.h"
@@ -41,6 +42,15 @@ bool MeshUnderMesh(const E3DNode *parent, const E3DNode *child) {
 }
 
 }  // namespace
+
+void UnlinkNodeWithTarget(E3DNode *node, E3DNode *target) {
+    for (E3DNode *n : {node, target}) {
+        if (n->parent) DetachChildFromNode(n->parent, n);
+        if (n->children) FreeMemory(n->children);
+        n->children = nullptr;
+        n->childCount = 0;
+    }
+}
 
 void DetachAllChildren(E3DNode *node) {
     for (int count = node->childCount; count > 0 && node->childCount > 0; --count) {

@@ -9,6 +9,10 @@ namespace e3d {
 inline int NodeType(const E3DNode *n) { return n->type & 63; }
 inline bool IsMeshNode(const E3DNode *n) { return NodeType(n) == 1 || NodeType(n) == 2; }
 
+// Unhooks a camera or light and its target node from their parents and
+// frees their child arrays (children the host left attached are dropped).
+void UnlinkNodeWithTarget(E3DNode *node, E3DNode *target);
+
 // Detaches every child (children's subtrees first) and frees the meshes
 // among them; cameras, lights and targets are detached only.
 void DetachAllChildren(E3DNode *node);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/names.h"
+#include "core/node.h"
 #include "e3dhost.h"
 #include "pipeline/clip.h"
 #include "pipeline/view.h"
@@ -32,11 +33,7 @@ extern "C" E3D_API void DeleteCamera(E3DCamera *camera) {
     RemoveCameraFromScene(nullptr, camera);
     camera->hostObject = 0;
     camera->hostObject2 = 0;
-    if (camera->node.parent) DetachChildFromNode(camera->node.parent, &camera->node);
-    if (camera->targetNode.parent) DetachChildFromNode(camera->targetNode.parent, &camera->targetNode);
-    // Guard: children the host left attached would point at freed memory.
-    if (camera->node.children) FreeMemory(camera->node.children);
-    if (camera->targetNode.children) FreeMemory(camera->targetNode.children);
+    e3d::UnlinkNodeWithTarget(&camera->node, &camera->targetNode);
     FreeMemory(camera);
 }
 

@@ -60,10 +60,7 @@ extern "C" E3D_API void DeleteLight(E3DLight *light) {
     RemoveLightFromScene(nullptr, light);
     light->hostObject = 0;
     light->hostObject2 = 0;
-    if (light->node.parent) DetachChildFromNode(light->node.parent, &light->node);
-    if (light->targetNode.parent) DetachChildFromNode(light->targetNode.parent, &light->targetNode);
-    if (light->node.children) FreeMemory(light->node.children);
-    if (light->targetNode.children) FreeMemory(light->targetNode.children);
+    e3d::UnlinkNodeWithTarget(&light->node, &light->targetNode);
     FreeMemory(light);
 }
 

@@ -177,24 +177,29 @@ extern "C" E3D_API void SetMaterialColorOp(E3DMaterial *material, uint16_t value
     material->mode = enable ? (material->mode | 0x100u) : (material->mode & ~0x100u);
 }
 
-extern "C" E3D_API void SetMaterialShininess(E3DMaterial *material, float value) {
+namespace {
+
+// A non-zero value is stored and turns specular on; zero (either sign) only
+// turns it off, keeping the stored value.
+void SetSpecularValue(E3DMaterial *material, float &field, float value) {
     if (value != 0.0f) {
-        material->shininess = value;
+        field = value;
         material->mode |= 0x80000u;
     } else {
         material->mode &= ~0x80000u;
     }
 }
 
+}  // namespace
+
+extern "C" E3D_API void SetMaterialShininess(E3DMaterial *material, float value) {
+    SetSpecularValue(material, material->shininess, value);
+}
+
 extern "C" E3D_API float GetMaterialShininess(const E3DMaterial *material) { return material->shininess; }
 
 extern "C" E3D_API void SetMaterialSpecularLevel(E3DMaterial *material, float value) {
-    if (value != 0.0f) {
-        material->specularLevel = value;
-        material->mode |= 0x80000u;
-    } else {
-        material->mode &= ~0x80000u;
-    }
+    SetSpecularValue(material, material->specularLevel, value);
 }
 
 extern "C" E3D_API float GetMaterialSpecularLevel(const E3DMaterial *material) { return material->specularLevel; }

@@ -328,64 +328,54 @@ extern "C" E3D_API E3DSkeleton *SearchSkeletonByName(const E3DScene *scene, cons
     });
 }
 
+namespace {
+
+// Empties a list from its front, as many times as it held entries when the
+// deletion started: `take` removes the object from the scene, `destroy`
+// deletes it when it is to go.
+template <class T, class Take, class Destroy>
+void EmptyFromFront(E3DList &list, Take take, Destroy destroy) {
+    for (int32_t n = list.count; n > 0 && list.count > 0; --n) {
+        T *object = static_cast<T *>(list.items[0]);
+        take(object);
+        destroy(object);
+    }
+}
+
+}  // namespace
+
 extern "C" E3D_API void DeleteScene(E3DScene *scene) {
     if (!scene) return;
-    for (int32_t n = scene->meshes.count; n > 0 && scene->meshes.count > 0; --n) {
-        auto *mesh = static_cast<E3DMesh *>(scene->meshes.items[0]);
-        RemoveMeshFromScene(scene, mesh, 1);
-        if (!mesh->hostObject) DeleteMesh(mesh);
-    }
-    for (int32_t n = scene->lights.count; n > 0 && scene->lights.count > 0; --n) {
-        auto *light = static_cast<E3DLight *>(scene->lights.items[0]);
-        RemoveLightFromScene(scene, light);
-        if (!light->hostObject) DeleteLight(light);
-    }
-    for (int32_t n = scene->materials.count; n > 0 && scene->materials.count > 0; --n) {
-        auto *material = static_cast<E3DMaterial *>(scene->materials.items[0]);
-        RemoveFrom(scene->materials, material);
-        if (!material->hostObject) DeleteMaterial(material);
-    }
-    for (int32_t n = scene->cameras.count; n > 0 && scene->cameras.count > 0; --n) {
-        auto *camera = static_cast<E3DCamera *>(scene->cameras.items[0]);
-        RemoveCameraKeepingActive(scene, camera);
-        if (!camera->hostObject) DeleteCamera(camera);
-    }
-    for (int32_t n = scene->skeletons.count; n > 0 && scene->skeletons.count > 0; --n) {
-        auto *skeleton = static_cast<E3DSkeleton *>(scene->skeletons.items[0]);
-        RemoveFrom(scene->skeletons, skeleton);
-        if (!skeleton->hostObject) DeleteSkeleton(skeleton);
-    }
+    EmptyFromFront<E3DMesh>(scene->meshes, [&](E3DMesh *m) { RemoveMeshFromScene(scene, m, 1); },
+                            [](E3DMesh *m) { if (!m->hostObject) DeleteMesh(m); });
+    EmptyFromFront<E3DLight>(scene->lights, [&](E3DLight *l) { RemoveLightFromScene(scene, l); },
+                             [](E3DLight *l) { if (!l->hostObject) DeleteLight(l); });
+    EmptyFromFront<E3DMaterial>(scene->materials, [&](E3DMaterial *m) { RemoveFrom(scene->materials, m); },
+                                [](E3DMaterial *m) { if (!m->hostObject) DeleteMaterial(m); });
+    EmptyFromFront<E3DCamera>(scene->cameras, [&](E3DCamera *c) { RemoveCameraKeepingActive(scene, c); },
+                              [](E3DCamera *c) { if (!c->hostObject) DeleteCamera(c); });
+    EmptyFromFront<E3DSkeleton>(scene->skeletons, [&](E3DSkeleton *k) { RemoveFrom(scene->skeletons, k); },
+                                [](E3DSkeleton *k) { if (!k->hostObject) DeleteSkeleton(k); });
     FreeScene(scene);
 }
 
+// Everything goes, bound or not (bound meshes are only taken out).
 extern "C" E3D_API void DeleteWholeScene(E3DScene *scene) {
     if (!scene) return;
-    for (int32_t n = scene->materials.count; n > 0 && scene->materials.count > 0; --n) {
-        auto *material = static_cast<E3DMaterial *>(scene->materials.items[0]);
-        RemoveFrom(scene->materials, material);
-        DeleteMaterial(material);
-    }
-    for (int32_t n = scene->cameras.count; n > 0 && scene->cameras.count > 0; --n) {
-        auto *camera = static_cast<E3DCamera *>(scene->cameras.items[0]);
-        RemoveFrom(scene->cameras, camera);
-        SetActiveSceneCamera(scene, scene->cameras.count ? static_cast<E3DCamera *>(scene->cameras.items[0]) : nullptr);
-        DeleteCamera(camera);
-    }
-    for (int32_t n = scene->meshes.count; n > 0 && scene->meshes.count > 0; --n) {
-        auto *mesh = static_cast<E3DMesh *>(scene->meshes.items[0]);
-        RemoveMeshFromScene(scene, mesh, 1);
-        if (!mesh->hostObject) DeleteMesh(mesh);
-    }
-    for (int32_t n = scene->lights.count; n > 0 && scene->lights.count > 0; --n) {
-        auto *light = static_cast<E3DLight *>(scene->lights.items[0]);
-        RemoveLightFromScene(scene, light);
-        light->hostObject = 0;
-        DeleteLight(light);
-    }
-    for (int32_t n = scene->skeletons.count; n > 0 && scene->skeletons.count > 0; --n) {
-        auto *skeleton = static_cast<E3DSkeleton *>(scene->skeletons.items[0]);
-        RemoveFrom(scene->skeletons, skeleton);
-        DeleteSkeleton(skeleton);
-    }
+    EmptyFromFront<E3DMaterial>(scene->materials, [&](E3DMaterial *m) { RemoveFrom(scene->materials, m); },
+                                DeleteMaterial);
+    EmptyFromFront<E3DCamera>(
+        scene->cameras,
+        [&](E3DCamera *c) {
+            RemoveFrom(scene->cameras, c);
+            SetActiveSceneCamera(scene, scene->cameras.count ? static_cast<E3DCamera *>(scene->cameras.items[0])
+                                                             : nullptr);
+        },
+        DeleteCamera);
+    EmptyFromFront<E3DMesh>(scene->meshes, [&](E3DMesh *m) { RemoveMeshFromScene(scene, m, 1); },
+                            [](E3DMesh *m) { if (!m->hostObject) DeleteMesh(m); });
+    EmptyFromFront<E3DLight>(scene->lights, [&](E3DLight *l) { RemoveLightFromScene(scene, l); }, DeleteLight);
+    EmptyFromFront<E3DSkeleton>(scene->skeletons, [&](E3DSkeleton *k) { RemoveFrom(scene->skeletons, k); },
+                                DeleteSkeleton);
     FreeScene(scene);
 }

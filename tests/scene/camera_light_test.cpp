@@ -12,19 +12,8 @@
 
 using e3dtest::LeakCheck;
 
-namespace {
-
-E3DCamera *MakeCamera(float x = 0, float y = 0, float z = -10, float tx = 0, float ty = 0, float tz = 0) {
-    const float p[3] = {x, y, z}, t[3] = {tx, ty, tz};
-    return CreateCamera(p, t, 0, 60, 10);
-}
-
-E3DLight *MakeOmni() {
-    const float p[3] = {1, 2, 3}, c[4] = {1, 0.5f, 0.25f, 1};
-    return CreateOmniLight(p, c, 0.75f, 5, 50, 0);
-}
-
-}  // namespace
+using e3dtest::MakeCamera;
+using e3dtest::MakeOmni;
 
 TEST(Camera, FovNearFarRules) {
     E3DCamera *c = MakeCamera();

@@ -9,19 +9,8 @@
 using e3dtest::LeakCheck;
 using e3dtest::MakeStrip;
 
-namespace {
-
-E3DCamera *MakeCamera() {
-    const float p[3] = {0, 0, -10}, t[3] = {0, 0, 0};
-    return CreateCamera(p, t, 0, 60, 10);
-}
-
-E3DLight *MakeOmni() {
-    const float p[3] = {0, 0, 0}, c[4] = {1, 1, 1, 0};
-    return CreateOmniLight(p, c, 1, 0, 100, 0);
-}
-
-}  // namespace
+using e3dtest::MakeCamera;
+using e3dtest::MakeOmni;
 
 TEST(Scene, TotalsAndPolygonList) {
     LeakCheck leaks;

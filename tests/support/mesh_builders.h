@@ -1,4 +1,4 @@
-// Small meshes built through the public interface.
+// Small meshes, cameras and lights built through the public interface.
 #pragma once
 
 #include "engine3d.h"
@@ -32,6 +32,18 @@ inline E3DMesh *MakeStrip(int n) {
     for (int i = 0; i < n + 2; ++i) SetMeshVertex(m, i, float(i), float(i & 1), 0.0f);
     for (int i = 0; i < n; ++i) SetMeshTriPolygon(m, i, i, i + 1, i + 2, 0, 0);
     return ValidateMesh(m);
+}
+
+// A camera at (x, y, z) looking at (tx, ty, tz), fov 60, near 10.
+inline E3DCamera *MakeCamera(float x = 0, float y = 0, float z = -10, float tx = 0, float ty = 0, float tz = 0) {
+    const float p[3] = {x, y, z}, t[3] = {tx, ty, tz};
+    return CreateCamera(p, t, 0, 60, 10);
+}
+
+// An omnidirectional light with attenuation 5 .. 50.
+inline E3DLight *MakeOmni() {
+    const float p[3] = {1, 2, 3}, c[4] = {1, 0.5f, 0.25f, 1};
+    return CreateOmniLight(p, c, 0.75f, 5, 50, 0);
 }
 
 }  // namespace e3dtest

@@ -1,7 +1,10 @@
 // Test canvases, hand-made triangles and an exact model of the fill rule.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <random>
 #include <cmath>
 #include <cstdint>
 #include <set>
@@ -88,6 +91,30 @@ inline std::set<std::pair<int, int>> Written(const Canvas &c) {
         for (int x = 0; x < c.width; ++x)
             if (c.At(x, y) != kUntouched) s.insert({x, y});
     return s;
+}
+
+// Random triangles over a 64 x 64 canvas: the pixels a fill writes must be
+// exactly the model's, on both passes. `fill` draws one triangle.
+template <class Fill>
+int CheckCoverageAgainstModel(uint32_t seed, Fill fill) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<float> coord(-4.0f, 68.0f);
+    int drawn = 0;
+    for (int round = 0; round < 400; ++round) {
+        const float sx[3] = {coord(rng), coord(rng), coord(rng)};
+        const float sy[3] = {coord(rng), coord(rng), coord(rng)};
+        auto expected = ModelCoverage(sx, sy);
+        std::erase_if(expected, [](auto &p) { return p.first < 0 || p.first >= 64 || p.second < 0 || p.second >= 64; });
+        for (bool depth : {false, true}) {
+            Canvas c(64, 64);
+            Triangle t(sx[0], sy[0], sx[1], sy[1], sx[2], sy[2]);
+            fill(t, c, depth);
+            EXPECT_EQ(Written(c), expected) << "round " << round << " depth " << depth;
+            if (::testing::Test::HasFailure()) return drawn;
+        }
+        drawn += !expected.empty();
+    }
+    return drawn;
 }
 
 }  // namespace e3dtest
