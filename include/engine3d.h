@@ -771,8 +771,10 @@ E3D_API int32_t GetBoneIndexByName(const E3DSkeleton *skeleton, const char *name
 /* Draws the scene through its viewport (flags bit 31 must be set, see
  * SetViewportType) and active camera: depth-buffered when the viewport has
  * a depth buffer, back to front otherwise. The host clears the frame (and
- * depth) buffer between frames. Lit meshes are drawn with their unlit colour
- * until lighting lands; bone-deformed meshes are not drawn yet. */
+ * depth) buffer between frames. Bone-deformed meshes (kind 2) are not drawn
+ * yet. Lights shine on a mesh only from its light list (AssignLightToMesh,
+ * or AssignLightToScene with flags 1); a lit mesh without lights is lit by a
+ * headlight from the eye. */
 E3D_API void DrawScene(E3DScene *scene);
 /* Draws an active mesh and its mesh children through the mesh's viewport and
  * that viewport's camera; returns the entries emitted (do not rely on it).

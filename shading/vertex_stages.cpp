@@ -11,7 +11,6 @@ namespace e3d {
 
 ProjectionState g_projection;
 PolygonLists g_lists;
-LightingHooks g_lighting;
 
 namespace {
 

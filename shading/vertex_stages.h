@@ -72,8 +72,8 @@ inline const float *MaterialColorSlot(const E3DMaterial *m, int slot) {
 // for textured draw modes.
 uint32_t UnlitColor(const E3DMaterial *material, uint32_t mode);
 
-// Hooks the lighting code installs for the lit slots; until then a lit mesh
-// is drawn with its unlit colour.
+// The lighting routines of the lit slots (shading/lighting.cpp); a lit
+// stage without them would draw its meshes with their unlit colour.
 struct LightingHooks {
     void (*setUp)(E3DMesh *mesh);                      // once per lit stage
     void (*face)(E3DMesh *, E3DPolygon *, uint32_t mode, const E3DMaterial *);
