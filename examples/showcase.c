@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <math.h>
 #include <time.h>
 
 #include "engine3d.h"
@@ -32,18 +33,44 @@ static E3DMesh *Cube(float h, uint32_t colour) {
     return ValidateMesh(m);
 }
 
-/* Shades the six faces of a cube from its colour, so the flat unlit faces
- * read as a solid: each face gets its own material. */
-static void ShadeCubeFaces(E3DMesh *cube, E3DScene *scene, uint32_t colour) {
-    static const float shade[6] = {0.85f, 0.65f, 0.5f, 0.7f, 1.0f, 0.4f};
-    for (int face = 0; face < 6; ++face) {
-        E3DMaterial *m = CreateMaterial(GetMeshDefaultMaterial(cube));
-        if (!m) continue;
-        SetMaterialColor(m, 0, (float)((colour >> 16) & 255) * shade[face], (float)((colour >> 8) & 255) * shade[face],
-                         (float)(colour & 255) * shade[face]);
-        SetFaceMaterial(cube, 2 * face, m, 1, 2);
-        AssignMaterialToScene(scene, m);
+/* Lit material: a dim ambient copy of the colour and the colour as diffuse. */
+static void LitColours(E3DMesh *mesh, uint32_t colour) {
+    E3DMaterial *m = GetMeshDefaultMaterial(mesh);
+    const float r = (float)((colour >> 16) & 255), g = (float)((colour >> 8) & 255), b = (float)(colour & 255);
+    SetMaterialColor(m, 0, r * 0.2f, g * 0.2f, b * 0.2f);
+    SetMaterialColor(m, 1, r, g, b);
+}
+
+/* A latitude/longitude sphere in one smoothing group, so that Gouraud
+ * shading rounds it; quads run clockwise seen from outside. */
+static E3DMesh *Ball(float radius, int rings, int segments, uint32_t colour) {
+    const int vertices = 2 + (rings - 1) * segments, polygons = 2 * segments * (rings - 1);
+    E3DMesh *m = CreateMesh(vertices, polygons, colour);
+    if (!m) return NULL;
+    const float pi = 3.14159265f;
+    SetMeshVertex(m, 0, 0, radius, 0);
+    SetMeshVertex(m, vertices - 1, 0, -radius, 0);
+    for (int i = 1; i < rings; ++i) {
+        const float lat = pi * 0.5f - pi * (float)i / (float)rings;
+        for (int j = 0; j < segments; ++j) {
+            const float lon = 2.0f * pi * (float)j / (float)segments;
+            SetMeshVertex(m, 1 + (i - 1) * segments + j, radius * cosf(lat) * cosf(lon), radius * sinf(lat),
+                          radius * cosf(lat) * sinf(lon));
+        }
     }
+    int p = 0;
+    for (int j = 0; j < segments; ++j) {
+        const int next = (j + 1) % segments;
+        SetMeshTriPolygon(m, p++, 0, 1 + next, 1 + j, 0, 0);
+        for (int i = 1; i < rings - 1; ++i) {
+            const int a = 1 + (i - 1) * segments + j, b = 1 + (i - 1) * segments + next;
+            SetMeshQuadPolygon(m, p, a, b, b + segments, a + segments, 0, 0);
+            p += 2;
+        }
+        const int last = 1 + (rings - 2) * segments;
+        SetMeshTriPolygon(m, p++, last + j, last + next, vertices - 1, 0, 0);
+    }
+    return ValidateMesh(m);
 }
 
 /* A checkered floor of n x n tiles in the plane y = 0, facing up. */
@@ -137,7 +164,8 @@ int main(int argc, char **argv) {
     for (size_t i = 0; i < sizeof cubes / sizeof cubes[0]; ++i) {
         E3DMesh *cube = Cube(cubes[i].size, cubes[i].colour);
         if (!cube) continue;
-        ShadeCubeFaces(cube, scene, cubes[i].colour);
+        LitColours(cube, cubes[i].colour);
+        SetMeshShadeMode(&cube->node, 3); /* flat: one colour per face */
         Place(cube, cubes[i].x, cubes[i].y, cubes[i].z, 0, cubes[i].ay, 0);
         AssignMeshToScene(scene, cube, 0);
     }
@@ -153,8 +181,32 @@ int main(int argc, char **argv) {
         Place(glass, -1.0f, 1.6f, 4.5f, 0, -35, 0);
         AssignMeshToScene(scene, glass, 0);
     }
-    SetMeshShadeMode(&floor->node, 1); /* unlit: flat material colours */
-    for (int i = 0; i < GetSceneNumberOfMeshes(scene); ++i) SetMeshShadeMode(&SearchMeshByIndex(scene, i)->node, 1);
+    SetMeshShadeMode(&floor->node, 1); /* unlit: the checker as it is */
+    SetMeshShadeMode(&glass->node, 1);
+
+    /* A smooth ball with a specular highlight, Gouraud-shaded. */
+    E3DMesh *ball = Ball(1.4f, 12, 18, 0xE08020);
+    if (ball) {
+        LitColours(ball, 0xE08020);
+        E3DMaterial *m = GetMeshDefaultMaterial(ball);
+        SetMaterialColor(m, 3, 255, 255, 255);
+        SetMaterialShininess(m, 24.0f);
+        SetMaterialSpecularLevel(m, 0.8f);
+        SetMeshShadeMode(&ball->node, 7);
+        Place(ball, 1.8f, 1.4f, 0.5f, 0, 0, 0);
+        AssignMeshToScene(scene, ball, 0);
+    }
+    /* An omni light with attenuation near the camera's left and a dimmer
+     * directional light from the upper right. */
+    const float white[4] = {1.0f, 1.0f, 1.0f, 0.0f}, warm[4] = {1.0f, 0.9f, 0.7f, 0.0f};
+    const float omniAt[3] = {-6.0f, 8.0f, -8.0f};
+    E3DLight *omni = CreateOmniLight(omniAt, white, 1.1f, 8.0f, 40.0f, 0);
+    SetLightStatus(omni, 1, 1);
+    const float sunAt[3] = {12.0f, 14.0f, -4.0f}, sunTarget[3] = {0.0f, 0.0f, 0.0f};
+    E3DLight *sun = CreateDirectLight(sunAt, sunTarget, warm, 0.5f, 0);
+    SetLightStatus(sun, 1, 0);
+    AssignLightToScene(scene, omni, 1);
+    AssignLightToScene(scene, sun, 1);
 
     int failed = Render(scene, viewport, pixels, depthPath, "depth buffer:");
     SetViewportDepthState(viewport, 0);
