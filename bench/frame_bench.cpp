@@ -3,6 +3,7 @@
 // "frames/s" and "triangles/s" (triangles submitted) are the counters.
 #include <benchmark/benchmark.h>
 
+#include <cmath>
 #include <vector>
 
 #include "engine3d.h"
@@ -42,13 +43,49 @@ E3DMesh *Sheet(int n, float size) {
     return m;
 }
 
+// A smooth ball of about 4k triangles (one smoothing group, Gouraud).
+E3DMesh *Ball(int rings, int segments, float radius) {
+    const int vertices = 2 + (rings - 1) * segments, polygons = 2 * segments * (rings - 1);
+    E3DMesh *m = CreateMesh(vertices, polygons, 0xC08040);
+    const float pi = 3.14159265f;
+    SetMeshVertex(m, 0, 0, radius, 0);
+    SetMeshVertex(m, vertices - 1, 0, -radius, 0);
+    for (int i = 1; i < rings; ++i)
+        for (int j = 0; j < segments; ++j) {
+            const float lat = pi * 0.5f - pi * float(i) / float(rings), lon = 2 * pi * float(j) / float(segments);
+            SetMeshVertex(m, 1 + (i - 1) * segments + j, radius * std::cos(lat) * std::cos(lon),
+                          radius * std::sin(lat), radius * std::cos(lat) * std::sin(lon));
+        }
+    int p = 0;
+    for (int j = 0; j < segments; ++j) {
+        const int next = (j + 1) % segments;
+        SetMeshTriPolygon(m, p++, 0, 1 + next, 1 + j, 0, 0);
+        for (int i = 1; i < rings - 1; ++i) {
+            const int a = 1 + (i - 1) * segments + j, b = 1 + (i - 1) * segments + next;
+            SetMeshQuadPolygon(m, p, a, b, b + segments, a + segments, 0, 0);
+            p += 2;
+        }
+        const int last = 1 + (rings - 2) * segments;
+        SetMeshTriPolygon(m, p++, last + j, last + next, vertices - 1, 0, 0);
+    }
+    m = ValidateMesh(m);
+    E3DMaterial *mat = GetMeshDefaultMaterial(m);
+    SetMaterialColor(mat, 0, 30, 20, 10);
+    SetMaterialColor(mat, 1, 200, 130, 60);
+    SetMaterialColor(mat, 3, 255, 255, 255);
+    SetMaterialShininess(mat, 20);
+    SetMaterialSpecularLevel(mat, 1);
+    SetMeshShadeMode(&m->node, 7);
+    return m;
+}
+
 struct Frame {
     std::vector<uint16_t> pixels = std::vector<uint16_t>(size_t(kWidth) * kHeight);
     E3DTexture surface{};
     E3DViewport *viewport;
     E3DScene *scene;
     int triangles = 0;
-    Frame(bool depth, bool boxes) {
+    Frame(bool depth, bool boxes, int lights = 0) {
         InitEngine3D();
         surface.pixels = pixels.data();
         surface.pitch = 2 * kWidth;
@@ -60,7 +97,18 @@ struct Frame {
         AssignCameraToScene(scene, camera);
         SetActiveSceneCamera(scene, camera);
         SetSceneViewport(scene, viewport);
-        if (boxes) {
+        if (lights > 0) {
+            E3DMesh *ball = Ball(46, 46, 12.0f);  // 4,140 triangles
+            AssignMeshToScene(scene, ball, 0);
+            triangles = ball->polygonCount;
+            const float white[4] = {1, 1, 1, 0};
+            for (int i = 0; i < lights; ++i) {
+                const float at[3] = {float(i % 2 ? 20 : -20), float(i / 2 ? 20 : -5), -25};
+                E3DLight *l = CreateOmniLight(at, white, 0.6f, 10, 80, 0);
+                SetLightStatus(l, 1, 1);
+                AssignLightToScene(scene, l, 1);
+            }
+        } else if (boxes) {
             for (int i = 0; i < 100; ++i) {
                 E3DMesh *b = Box(0.8f, 0x102030u * uint32_t(i % 7 + 1));
                 SetMeshModelOrientation(b, float(i * 13), float(i * 29), 0);
@@ -80,8 +128,8 @@ struct Frame {
     }
 };
 
-void Run(benchmark::State &state, bool depth, bool boxes) {
-    Frame f(depth, boxes);
+void Run(benchmark::State &state, bool depth, bool boxes, int lights = 0) {
+    Frame f(depth, boxes, lights);
     for (auto _ : state) {
         if (depth) ClearViewportDepthBuffer(f.viewport, 0);
         DrawScene(f.scene);
@@ -96,6 +144,8 @@ void BM_BoxesDepth(benchmark::State &s) { Run(s, true, true); }
 void BM_BoxesPainter(benchmark::State &s) { Run(s, false, true); }
 void BM_SheetDepth(benchmark::State &s) { Run(s, true, false); }
 void BM_SheetPainter(benchmark::State &s) { Run(s, false, false); }
+void BM_LitBallDepth(benchmark::State &s) { Run(s, true, false, int(s.range(0))); }
+void BM_LitBallPainter(benchmark::State &s) { Run(s, false, false, int(s.range(0))); }
 
 }  // namespace
 
@@ -103,3 +153,5 @@ BENCHMARK(BM_BoxesDepth)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_BoxesPainter)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_SheetDepth)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SheetPainter)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LitBallDepth)->ArgName("lights")->Arg(1)->Arg(4)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LitBallPainter)->ArgName("lights")->Arg(1)->Arg(4)->Unit(benchmark::kMicrosecond);
