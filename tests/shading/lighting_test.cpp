@@ -200,3 +200,68 @@ TEST_F(Lighting, LightlessFacesTakeAHeadlight) {
     g_lighting.lightless(&p, 0.5f, 0x700003, &m);
     EXPECT_EQ(p.color, (50u << 16) | (50u << 8) | 50u);
 }
+
+TEST_F(Lighting, LitOctahedronFacesMatchHandComputedColours) {
+    // A flat-lit octahedron seen from -z with a white omni light at the eye.
+    // Each front face is lit at its first stored corner: value = 240 * s / |D|
+    // with D = corner - light and s = D . n, worked out here in double.
+    InitEngine3D();
+    std::vector<uint16_t> pixels(64 * 48, 0);
+    E3DTexture surface{};
+    surface.pixels = pixels.data();
+    surface.pitch = 128;
+    E3DViewport *v = CreateViewport(&surface, 64, 48, 1, 0);
+    SetViewportType(v, 0x80000001u);
+    const float eye[3] = {0, 0, -10}, target[3] = {0, 0, 0};
+    E3DCamera *c = CreateCamera(eye, target, 0, 60, 1);
+    E3DScene *scene = CreateScene();
+    AssignCameraToScene(scene, c);
+    SetActiveSceneCamera(scene, c);
+    SetSceneViewport(scene, v);
+    const double r = 2.0;
+    const double pos[6][3] = {{0, r, 0}, {0, -r, 0}, {r, 0, 0}, {-r, 0, 0}, {0, 0, r}, {0, 0, -r}};
+    // Faces (a, b, c) clockwise seen from outside: top/bottom x (+-x, +-z).
+    const int faces[8][3] = {{0, 2, 5}, {0, 5, 3}, {0, 3, 4}, {0, 4, 2}, {1, 5, 2}, {1, 3, 5}, {1, 4, 3}, {1, 2, 4}};
+    E3DMesh *m = CreateMesh(6, 8, 0);
+    for (int i = 0; i < 6; ++i) SetMeshVertex(m, i, float(pos[i][0]), float(pos[i][1]), float(pos[i][2]));
+    for (int f = 0; f < 8; ++f) SetMeshTriPolygon(m, f, faces[f][0], faces[f][1], faces[f][2], 0, f);
+    m = ValidateMesh(m);
+    E3DMaterial *mat = GetMeshDefaultMaterial(m);
+    SetMaterialColor(mat, 0, 0, 0, 0);
+    SetMaterialColor(mat, 1, 240, 240, 240);
+    SetMeshShadeMode(&m->node, 3);
+    const float white[4] = {1, 1, 1, 0};
+    E3DLight *l = CreateOmniLight(eye, white, 1.0f, 0, 0, 0);
+    SetLightStatus(l, 1, 0);
+    AssignMeshToScene(scene, m, 0);
+    AssignLightToScene(scene, l, 1);
+    DrawScene(scene);
+    const double focal = 32.0 / std::tan(30.0 * 3.14159265358979 / 180.0);
+    int checked = 0;
+    for (int f = 0; f < 8; ++f) {
+        const double *a = pos[faces[f][0]], *b = pos[faces[f][1]], *cc = pos[faces[f][2]];
+        // Stored corners are (c, b, a); the normal is (P1 - P0) x (P2 - P1).
+        const double e1[3] = {b[0] - cc[0], b[1] - cc[1], b[2] - cc[2]};
+        const double e2[3] = {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+        double n[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2], e1[0] * e2[1] - e1[1] * e2[0]};
+        const double len = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+        for (double &x : n) x /= len;
+        const double centroid[3] = {(a[0] + b[0] + cc[0]) / 3, (a[1] + b[1] + cc[1]) / 3, (a[2] + b[2] + cc[2]) / 3};
+        const double facing = (0 - centroid[0]) * 0 + n[0] * eye[0] + n[1] * eye[1] + n[2] * eye[2] -
+                              (n[0] * centroid[0] + n[1] * centroid[1] + n[2] * centroid[2]);
+        if (facing >= 0) continue;  // a back face: culled
+        const double d[3] = {cc[0] - eye[0], cc[1] - eye[1], cc[2] - eye[2]};
+        const double s = d[0] * n[0] + d[1] * n[1] + d[2] * n[2];
+        const int value = int(240.0 * s / std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]));
+        const double depth = centroid[2] - eye[2];
+        const int px = int(std::floor(32.0 + centroid[0] * focal / depth));
+        const int py = int(std::floor(24.0 - centroid[1] * focal / depth));
+        const uint16_t got = pixels[py * 64 + px];
+        for (int shift : {10, 5, 0}) EXPECT_NEAR((got >> shift) & 31, value >> 3, 1) << "face " << f;
+        ++checked;
+    }
+    EXPECT_EQ(checked, 4);
+    DeleteScene(scene);
+    DeleteViewport(v);
+    ReleaseEngine3D();
+}
