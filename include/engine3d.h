@@ -790,6 +790,31 @@ E3D_API int32_t DrawMesh(E3DMesh *mesh);
 E3D_API void CreateLookAtMatrix(const float *a, const float *b, float *out);
 
 /* ======================================================================
+ * Primitive generators
+ * Each returns a finished mesh (normals, bounding box, default name "Base00"
+ * with a counter per base name, meshKind 1) or NULL. Like the original, the
+ * generators do not set the active bit: call ActivateMesh before
+ * AssignMeshToScene or DrawMesh. scale may be NULL for (1, 1, 1). The
+ * colour goes to the default material. Sizes that are not positive are
+ * refused (a size that is not a number is not).
+ * ====================================================================== */
+
+/* Cube of edge `size` centred on the origin; a smoothing group per face. */
+E3D_API E3DMesh *CubeCreate(float size, const float *scale, uint32_t colour);
+/* rows x columns cells in the plane z = 0; a wireframe draws every line once. */
+E3D_API E3DMesh *GridCreate(float size, const float *scale, int32_t rows, int32_t columns, uint32_t colour);
+/* Latitude/longitude sphere with pole vertices (rings, segments >= 4). */
+E3D_API E3DMesh *SphereCreate(float radius, const float *scale, int32_t rings, int32_t segments, uint32_t colour);
+/* Ring torus that wraps both ways (sides, segments >= 4). */
+E3D_API E3DMesh *TorusCreate(float radius, float tubeRadius, const float *scale, int32_t sides, int32_t segments,
+                             uint32_t colour);
+/* Flat disk in z = 0 with `segments` rim divisions (>= 4). */
+E3D_API E3DMesh *DiskCreate(float radius, const float *scale, int32_t segments, uint32_t colour);
+/* Flat annulus in z = 0 (outer > inner > 0, segments >= 4). */
+E3D_API E3DMesh *RingCreate(float outerRadius, float innerRadius, const float *scale, int32_t segments,
+                            uint32_t colour);
+
+/* ======================================================================
  * Viewports
  * ====================================================================== */
 

@@ -1,0 +1,25 @@
+// The frame every primitive generator follows: size test, mesh, scale
+// vector, vertices and faces, normals, bounding box, name.
+#pragma once
+
+#include <cstdint>
+
+#include "core/engine_state.h"
+#include "engine3d.h"
+
+namespace e3d {
+
+// The engine-wide scratch scale vector the generators share.
+extern float g_generatorScale[3];
+
+using BuildShape = void (*)(E3DMesh *mesh, const void *args, uint32_t colour);
+
+// CreateMesh, scale vector, `build`, normals, bounding box (failure deletes
+// the half-built mesh and leaves the counter alone), then the default name.
+E3DMesh *Generate(int32_t vertexCount, int32_t polygonCount, uint32_t colour, const float *scale, const char *base,
+                  NameCounter counter, BuildShape build, const void *args);
+
+// Degrees to radians, as the generators have it.
+constexpr float kGeneratorDegrees = 0.017453292f;
+
+}  // namespace e3d

@@ -1,0 +1,200 @@
+// Primitive generators: refusals, layouts, names and the closed-solid rules.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+#include <utility>
+
+#include "core/engine_state.h"
+#include "engine3d.h"
+#include "support/memory_check.h"
+
+namespace {
+
+class Generators : public ::testing::Test {
+protected:
+    void SetUp() override {
+        InitEngine3D();
+        for (int32_t &c : e3d::g_engine.nameCounters) c = 0;
+    }
+    void TearDown() override { ReleaseEngine3D(); }
+};
+
+void ExpectVertex(const E3DMesh *m, int i, float x, float y, float z, float tolerance = 1e-5f) {
+    const float *p = m->vertices[i].position;
+    EXPECT_NEAR(p[0], x, tolerance) << "vertex " << i;
+    EXPECT_NEAR(p[1], y, tolerance) << "vertex " << i;
+    EXPECT_NEAR(p[2], z, tolerance) << "vertex " << i;
+}
+
+// Closed solid: every normal points inside (seen from outside, the front is
+// drawn), no triangle is degenerate, every edge belongs to two triangles.
+// `tubeRadius` > 0: the inside is the tube around the circle of that radius
+// in the plane y = 0 (a torus), else the mesh's centre.
+void ExpectClosedSolid(const E3DMesh *m, double tubeRadius = 0.0) {
+    double c[3] = {0, 0, 0};
+    for (int i = 0; i < m->vertexCount; ++i)
+        for (int a = 0; a < 3; ++a) c[a] += m->vertices[i].position[a] / m->vertexCount;
+    std::map<std::pair<int, int>, int> edges;
+    for (int i = 0; i < m->polygonCount; ++i) {
+        const E3DPolygon &p = m->polygons[i];
+        double centroid[3] = {0, 0, 0};
+        for (int j = 0; j < 3; ++j) {
+            for (int a = 0; a < 3; ++a) centroid[a] += m->vertices[p.vertex[j]].position[a] / 3.0;
+            const int u = p.vertex[j], v = p.vertex[(j + 1) % 3];
+            ++edges[{std::min(u, v), std::max(u, v)}];
+        }
+        const float *p0 = m->vertices[p.vertex[0]].position, *p1 = m->vertices[p.vertex[1]].position,
+                    *p2 = m->vertices[p.vertex[2]].position;
+        const double e1[3] = {p1[0] - p0[0], p1[1] - p0[1], p1[2] - p0[2]};
+        const double e2[3] = {p2[0] - p0[0], p2[1] - p0[1], p2[2] - p0[2]};
+        const double cross[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2], e1[0] * e2[1] - e1[1] * e2[0]};
+        EXPECT_GT(std::sqrt(cross[0] * cross[0] + cross[1] * cross[1] + cross[2] * cross[2]), 1e-6) << "degenerate " << i;
+        double inside[3] = {c[0], c[1], c[2]};
+        if (tubeRadius > 0.0) {
+            const double ring = std::hypot(centroid[0], centroid[2]);
+            inside[0] = centroid[0] / ring * tubeRadius, inside[1] = 0.0, inside[2] = centroid[2] / ring * tubeRadius;
+        }
+        const double inward = p.normal[0] * (centroid[0] - inside[0]) + p.normal[1] * (centroid[1] - inside[1]) +
+                              p.normal[2] * (centroid[2] - inside[2]);
+        EXPECT_LT(inward, 0.0) << "polygon " << i << " of " << m->name;
+    }
+    for (auto &[edge, count] : edges) EXPECT_EQ(count, 2) << edge.first << "-" << edge.second;
+}
+
+}  // namespace
+
+TEST_F(Generators, Refusals) {
+    const uint32_t c = 0x808080;
+    EXPECT_EQ(CubeCreate(0.0f, nullptr, c), nullptr);
+    EXPECT_EQ(CubeCreate(-1.0f, nullptr, c), nullptr);
+    EXPECT_EQ(GridCreate(5.0f, nullptr, 0, 3, c), nullptr);
+    EXPECT_EQ(GridCreate(5.0f, nullptr, 3, 0, c), nullptr);
+    EXPECT_EQ(SphereCreate(1.0f, nullptr, 3, 8, c), nullptr);
+    EXPECT_EQ(SphereCreate(1.0f, nullptr, 8, 3, c), nullptr);
+    EXPECT_EQ(SphereCreate(-1.0f, nullptr, 8, 8, c), nullptr);
+    EXPECT_EQ(TorusCreate(2.0f, 0.0f, nullptr, 8, 8, c), nullptr);
+    EXPECT_EQ(TorusCreate(2.0f, 0.5f, nullptr, 3, 8, c), nullptr);
+    EXPECT_EQ(DiskCreate(1.0f, nullptr, 3, c), nullptr);
+    EXPECT_EQ(RingCreate(1.0f, 1.0f, nullptr, 8, c), nullptr);
+    EXPECT_EQ(RingCreate(0.5f, 1.0f, nullptr, 8, c), nullptr);
+    E3DMesh *nanCube = CubeCreate(std::nanf(""), nullptr, c);
+    EXPECT_NE(nanCube, nullptr) << "a size that is not a number is let through";
+    DeleteMesh(nanCube);
+    EXPECT_EQ(e3d::g_engine.nameCounters[e3d::kCounterSphere], 0) << "refusals name nothing";
+}
+
+TEST_F(Generators, CubeCornersScaleAndNames) {
+    E3DMesh *a = CubeCreate(2.0f, nullptr, 0xFF0000);
+    ExpectVertex(a, 0, -1, 1, -1);
+    ExpectVertex(a, 6, 1, -1, 1);
+    const float scale[3] = {1, 2, 3};
+    E3DMesh *b = CubeCreate(2.0f, scale, 0x00FF00);
+    ExpectVertex(b, 5, 1, 2, 3);
+    EXPECT_STREQ(a->name, "Cube00");
+    EXPECT_STREQ(b->name, "Cube01");
+    EXPECT_EQ(a->meshKind, 1);
+    EXPECT_NE(a->boundingBox, nullptr);
+    EXPECT_EQ(a->normalCount, 24) << "hard edges: a group per face";
+    E3DMesh *s = SphereCreate(1.0f, nullptr, 4, 4, 0);
+    EXPECT_STREQ(s->name, "Sphere00") << "each base name counts for itself";
+    EXPECT_EQ(a->polygons[0].coords[0][0], 0.0f);  // corner d of (0,0),(1,0),(1,1),(0,1)
+    EXPECT_EQ(a->polygons[0].coords[0][1], 1.0f);
+    for (E3DMesh *m : {a, b, s}) DeleteMesh(m);
+}
+
+TEST_F(Generators, OneCellGridShowsItsFourSides) {
+    E3DMesh *g = GridCreate(10.0f, nullptr, 1, 1, 0);
+    ASSERT_NE(g, nullptr);
+    ExpectVertex(g, 0, -5, 5, 0);
+    ExpectVertex(g, 1, 5, 5, 0);
+    ExpectVertex(g, 2, -5, -5, 0);
+    ExpectVertex(g, 3, 5, -5, 0);
+    // Count each visible edge once by its two vertices.
+    std::map<std::pair<int, int>, int> shown;
+    for (int i = 0; i < 2; ++i) {
+        const E3DPolygon &p = g->polygons[i];
+        for (int e = 0; e < 3; ++e) {
+            if (!(p.flags & (0x200u << e))) continue;
+            const int u = p.vertex[e], v = p.vertex[(e + 1) % 3];
+            ++shown[{std::min(u, v), std::max(u, v)}];
+        }
+    }
+    const std::map<std::pair<int, int>, int> sides = {{{0, 1}, 1}, {{1, 3}, 1}, {{2, 3}, 1}, {{0, 2}, 1}};
+    EXPECT_EQ(shown, sides);
+    EXPECT_STREQ(g->name, "Grid00");
+    DeleteMesh(g);
+}
+
+TEST_F(Generators, SphereLayout) {
+    E3DMesh *s = SphereCreate(1.0f, nullptr, 4, 4, 0);
+    EXPECT_EQ(s->vertexCount, 14);
+    EXPECT_EQ(s->polygonCount, 24);
+    const float h = std::sqrt(0.5f);
+    ExpectVertex(s, 1, h, h, 0);
+    ExpectVertex(s, 0, 0, 1, 0);
+    ExpectVertex(s, 13, 0, -1, 0);
+    const float stretch[3] = {1, 2, 1};
+    E3DMesh *t = SphereCreate(1.5f, stretch, 4, 4, 0);
+    ExpectVertex(t, 0, 0, 3, 0);
+    ExpectVertex(t, 13, 0, -3, 0);
+    DeleteMesh(s);
+    DeleteMesh(t);
+}
+
+TEST_F(Generators, TorusDiskAndRingLayouts) {
+    E3DMesh *t = TorusCreate(2.0f, 0.5f, nullptr, 4, 4, 0);
+    EXPECT_EQ(t->vertexCount, 16);
+    EXPECT_EQ(t->polygonCount, 32);
+    ExpectVertex(t, 0, 2.5f, 0, 0);
+    ExpectVertex(t, 2, 1.5f, 0, 0);
+    EXPECT_EQ(t->polygons[0].flags & 0xE00u, 0xA00u);
+    EXPECT_EQ(t->polygons[1].flags & 0xE00u, 0x600u);
+    E3DMesh *d = DiskCreate(1.0f, nullptr, 4, 0);
+    EXPECT_EQ(d->polygonCount, 4);
+    ExpectVertex(d, 0, 0, 0, 0);
+    ExpectVertex(d, 1, 1, 0, 0);
+    ExpectVertex(d, 2, 0, 1, 0);
+    ExpectVertex(d, 3, -1, 0, 0);
+    ExpectVertex(d, 4, 0, -1, 0);
+    E3DMesh *r = RingCreate(2.0f, 1.0f, nullptr, 4, 0);
+    EXPECT_EQ(r->vertexCount, 8);
+    EXPECT_EQ(r->polygonCount, 8);
+    ExpectVertex(r, 0, 1, 0, 0);
+    ExpectVertex(r, 4, 2, 0, 0);
+    for (E3DMesh *m : {t, d, r}) DeleteMesh(m);
+}
+
+TEST_F(Generators, ClosedSolidsFaceOutward) {
+    for (float size : {0.5f, 2.0f, 7.0f}) {
+        E3DMesh *cube = CubeCreate(size, nullptr, 0);
+        ExpectClosedSolid(cube);
+        DeleteMesh(cube);
+        for (int rings : {4, 7, 12}) {
+            E3DMesh *sphere = SphereCreate(size, nullptr, rings, rings + 3, 0);
+            ExpectClosedSolid(sphere);
+            DeleteMesh(sphere);
+        }
+        E3DMesh *torus = TorusCreate(size, size * 0.3f, nullptr, 6, 9, 0);
+        ExpectClosedSolid(torus, size);
+        DeleteMesh(torus);
+    }
+}
+
+TEST_F(Generators, FailedAllocationsLeaveNothingAndNameNothing) {
+    const int points = e3dtest::ForEachAllocationFailure<E3DMesh>(
+        [] { return SphereCreate(1.0f, nullptr, 5, 6, 0); }, [](E3DMesh *m) { DeleteMesh(m); }, false);
+    EXPECT_GT(points, 3);
+    // A failed bounding box deletes the half-built mesh and keeps the counter.
+    e3d::g_engine.nameCounters[e3d::kCounterDisk] = 0;
+    for (int k = 1; k < 20; ++k) {
+        HostMemoryFailNth(k);
+        E3DMesh *d = DiskCreate(1.0f, nullptr, 6, 0);
+        HostMemoryFailNth(0);
+        if (d) {
+            DeleteMesh(d);
+            continue;
+        }
+    }
+    EXPECT_GE(e3d::g_engine.nameCounters[e3d::kCounterDisk], 1);
+}
