@@ -41,38 +41,6 @@ static void LitColours(E3DMesh *mesh, uint32_t colour) {
     SetMaterialColor(m, 1, r, g, b);
 }
 
-/* A latitude/longitude sphere in one smoothing group, so that Gouraud
- * shading rounds it; quads run clockwise seen from outside. */
-static E3DMesh *Ball(float radius, int rings, int segments, uint32_t colour) {
-    const int vertices = 2 + (rings - 1) * segments, polygons = 2 * segments * (rings - 1);
-    E3DMesh *m = CreateMesh(vertices, polygons, colour);
-    if (!m) return NULL;
-    const float pi = 3.14159265f;
-    SetMeshVertex(m, 0, 0, radius, 0);
-    SetMeshVertex(m, vertices - 1, 0, -radius, 0);
-    for (int i = 1; i < rings; ++i) {
-        const float lat = pi * 0.5f - pi * (float)i / (float)rings;
-        for (int j = 0; j < segments; ++j) {
-            const float lon = 2.0f * pi * (float)j / (float)segments;
-            SetMeshVertex(m, 1 + (i - 1) * segments + j, radius * cosf(lat) * cosf(lon), radius * sinf(lat),
-                          radius * cosf(lat) * sinf(lon));
-        }
-    }
-    int p = 0;
-    for (int j = 0; j < segments; ++j) {
-        const int next = (j + 1) % segments;
-        SetMeshTriPolygon(m, p++, 0, 1 + next, 1 + j, 0, 0);
-        for (int i = 1; i < rings - 1; ++i) {
-            const int a = 1 + (i - 1) * segments + j, b = 1 + (i - 1) * segments + next;
-            SetMeshQuadPolygon(m, p, a, b, b + segments, a + segments, 0, 0);
-            p += 2;
-        }
-        const int last = 1 + (rings - 2) * segments;
-        SetMeshTriPolygon(m, p++, last + j, last + next, vertices - 1, 0, 0);
-    }
-    return ValidateMesh(m);
-}
-
 /* A checkered floor of n x n tiles in the plane y = 0, facing up. */
 static E3DMesh *Floor(int n, float size, E3DScene *scene) {
     E3DMesh *m = CreateMesh((n + 1) * (n + 1), 2 * n * n, 0x404040);
@@ -184,9 +152,11 @@ int main(int argc, char **argv) {
     SetMeshShadeMode(&floor->node, 1); /* unlit: the checker as it is */
     SetMeshShadeMode(&glass->node, 1);
 
-    /* A smooth ball with a specular highlight, Gouraud-shaded. */
-    E3DMesh *ball = Ball(1.4f, 12, 18, 0xE08020);
+    /* A smooth ball with a specular highlight, Gouraud-shaded. Generated
+     * meshes are not active until ActivateMesh. */
+    E3DMesh *ball = SphereCreate(1.4f, NULL, 12, 18, 0xE08020);
     if (ball) {
+        ActivateMesh(ball);
         LitColours(ball, 0xE08020);
         E3DMaterial *m = GetMeshDefaultMaterial(ball);
         SetMaterialColor(m, 3, 255, 255, 255);
@@ -195,6 +165,29 @@ int main(int argc, char **argv) {
         SetMeshShadeMode(&ball->node, 7);
         Place(ball, 1.8f, 1.4f, 0.5f, 0, 0, 0);
         AssignMeshToScene(scene, ball, 0);
+    }
+    /* A torus standing on its rim, a disk and a ring lying on the floor. */
+    E3DMesh *torus = TorusCreate(1.1f, 0.35f, NULL, 12, 24, 0x40C0C0);
+    if (torus) {
+        ActivateMesh(torus);
+        LitColours(torus, 0x40C0C0);
+        SetMeshShadeMode(&torus->node, 7);
+        Place(torus, -3.6f, 1.45f, -3.0f, 90, 20, 0);
+        AssignMeshToScene(scene, torus, 0);
+    }
+    E3DMesh *disk = DiskCreate(1.2f, NULL, 24, 0xF0F0F0);
+    E3DMesh *ring = RingCreate(1.6f, 1.25f, NULL, 24, 0xF0D040);
+    if (disk && ring) {
+        ActivateMesh(disk);
+        ActivateMesh(ring);
+        SetMeshCullMode(&disk->node, 0x08);
+        SetMeshCullMode(&ring->node, 0x08);
+        SetMeshShadeMode(&disk->node, 1);
+        SetMeshShadeMode(&ring->node, 1);
+        Place(disk, 5.0f, 0.02f, -4.5f, 90, 0, 0);
+        Place(ring, 5.0f, 0.03f, -4.5f, 90, 0, 0);
+        AssignMeshToScene(scene, disk, 0);
+        AssignMeshToScene(scene, ring, 0);
     }
     /* An omni light with attenuation near the camera's left and a dimmer
      * directional light from the upper right. */
