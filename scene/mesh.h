@@ -32,9 +32,8 @@ void ReleaseMesh(E3DMesh *mesh);
 void RefreshMeshMatrices(E3DMesh *mesh);
 
 // Colour slots are stored in the order 0, 1, 3, 2.
-inline float *MaterialColor(E3DMaterial *m, int slot) {
-    static constexpr int kStorage[4] = {0, 1, 3, 2};
-    return m->color[kStorage[slot & 3]];
-}
+constexpr int kColorSlotStorage[4] = {0, 1, 3, 2};
+inline float *MaterialColor(E3DMaterial *m, int slot) { return m->color[kColorSlotStorage[slot & 3]]; }
+inline const float *MaterialColor(const E3DMaterial *m, int slot) { return m->color[kColorSlotStorage[slot & 3]]; }
 
 }  // namespace e3d

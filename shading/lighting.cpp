@@ -169,7 +169,7 @@ void LightlessColor(E3DPolygon *p, float k, uint32_t mode, const E3DMaterial *m)
         p->color = 0;
         return;
     }
-    const float *c0 = MaterialColorSlot(m, 0), *c1 = MaterialColorSlot(m, 1), *c2 = MaterialColorSlot(m, 2);
+    const float *c0 = MaterialColor(m, 0), *c1 = MaterialColor(m, 1), *c2 = MaterialColor(m, 2);
     const uint32_t field = mode & 0x7800000u;
     float v[3];
     for (int x = 0; x < 3; ++x) {
@@ -182,8 +182,8 @@ void LightlessColor(E3DPolygon *p, float k, uint32_t mode, const E3DMaterial *m)
 
 
 uint32_t ComposeColor(const LightSums &s, const E3DMaterial *m, uint32_t mode) {
-    const float *c0 = MaterialColorSlot(m, 0), *c1 = MaterialColorSlot(m, 1);
-    const float *c2 = MaterialColorSlot(m, 2), *c3 = MaterialColorSlot(m, 3);
+    const float *c0 = MaterialColor(m, 0), *c1 = MaterialColor(m, 1);
+    const float *c2 = MaterialColor(m, 2), *c3 = MaterialColor(m, 3);
     const uint32_t field = mode & 0x7800000u;
     const bool colourModulated = field == 0 || field == 0x2000000u;
     const float sums[3] = {s.r, s.g, s.b};

@@ -106,6 +106,8 @@ inline bool IsOpaque(const E3DMaterial *m) {
 void EnvironmentCoordinates(const E3DMesh *mesh, E3DPolygon *p) {
     const float *m = mesh->auxMatrix;
     for (int j = 0; j < 3; ++j) {
+        // Guard: a mesh whose normals could not be built has none to turn.
+        if (!mesh->vertexNormals || p->normalIndex[j] < 0 || p->normalIndex[j] >= mesh->normalCount) continue;
         const float *n = mesh->vertexNormals + 3 * p->normalIndex[j];
         p->coords[j][2] = n[0] * m[0] + n[1] * m[1] + n[2] * m[2];
         p->coords[j][3] = n[0] * m[4] + n[1] * m[5] + n[2] * m[6];
@@ -246,9 +248,9 @@ void SetUpMeshProjection(E3DMesh *mesh) {
 uint32_t UnlitColor(const E3DMaterial *m, uint32_t mode) {
     const uint32_t field = mode & 0x7800000u;
     if (field != 0 && field != 0x2000000u) return 0xFFFFFFu;
-    const float *c0 = MaterialColorSlot(m, 0);
-    const float *c1 = MaterialColorSlot(m, 1);
-    const float *c2 = MaterialColorSlot(m, 2);
+    const float *c0 = MaterialColor(m, 0);
+    const float *c1 = MaterialColor(m, 1);
+    const float *c2 = MaterialColor(m, 2);
     return PackColor(c2[0] + c1[0] + c0[0], c2[1] + c1[1] + c0[1], c2[2] + c1[2] + c0[2]);
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "engine3d.h"
+#include "scene/mesh.h"
 
 namespace e3d {
 
@@ -60,12 +61,6 @@ inline uint32_t ClampChannel(float value) {
 
 inline uint32_t PackColor(float r, float g, float b) {
     return (ClampChannel(r) << 16) | (ClampChannel(g) << 8) | ClampChannel(b);
-}
-
-// Colour slots are stored in the order 0, 1, 3, 2.
-inline const float *MaterialColorSlot(const E3DMaterial *m, int slot) {
-    static constexpr int kStorage[4] = {0, 1, 3, 2};
-    return m->color[kStorage[slot & 3]];
 }
 
 // The colour of an unlit polygon: sum of colour slots 2, 1 and 0, or white
