@@ -41,20 +41,13 @@ static void LitColours(E3DMesh *mesh, uint32_t colour) {
     SetMaterialColor(m, 1, r, g, b);
 }
 
-/* A checkered floor of n x n tiles in the plane y = 0, facing up. */
+/* A checkered floor of n x n tiles: a generated grid laid flat. */
 static E3DMesh *Floor(int n, float size, E3DScene *scene) {
-    E3DMesh *m = CreateMesh((n + 1) * (n + 1), 2 * n * n, 0x404040);
+    E3DMesh *m = GridCreate(size, NULL, n, n, 0x404040);
     if (!m) return NULL;
-    const float step = size / (float)n, half = size * 0.5f;
-    for (int z = 0; z <= n; ++z)
-        for (int x = 0; x <= n; ++x) SetMeshVertex(m, z * (n + 1) + x, (float)x * step - half, 0.0f, (float)z * step - half);
-    for (int z = 0; z < n; ++z)
-        for (int x = 0; x < n; ++x) {
-            const int a = z * (n + 1) + x, b = a + 1, c = a + n + 2, d = a + n + 1;
-            SetMeshQuadPolygon(m, 2 * (z * n + x), a, d, c, b, 0, 0);
-        }
-    m = ValidateMesh(m);
-    if (!m) return NULL;
+    ActivateMesh(m);
+    SetMeshModelOrientation(m, 90.0f, 0.0f, 0.0f);
+    SetMeshCullMode(&m->node, 0x08); /* both sides */
     E3DMaterial *light = CreateMaterial(GetMeshDefaultMaterial(m));
     E3DMaterial *dark = CreateMaterial(GetMeshDefaultMaterial(m));
     if (light && dark) {
@@ -188,6 +181,27 @@ int main(int argc, char **argv) {
         Place(ring, 5.0f, 0.03f, -4.5f, 90, 0, 0);
         AssignMeshToScene(scene, disk, 0);
         AssignMeshToScene(scene, ring, 0);
+    }
+    /* A chamfered cube, a cylinder and a billboard that always faces the eye. */
+    E3DMesh *chamfered = ChCubeCreate(1.4f, 0.25f, NULL, 0x9060E0);
+    E3DMesh *pillar = CylinderCreate(0.5f, 2.4f, NULL, 20, 2, 0xB0B0B0);
+    E3DMesh *board = BillboardCreate(1.6f, NULL, 0xFFE060);
+    if (chamfered && pillar && board) {
+        ActivateMesh(chamfered);
+        ActivateMesh(pillar);
+        ActivateMesh(board);
+        LitColours(chamfered, 0x9060E0);
+        LitColours(pillar, 0xB0B0B0);
+        SetMeshShadeMode(&chamfered->node, 3);
+        SetMeshShadeMode(&pillar->node, 7);
+        SetMeshShadeMode(&board->node, 1);
+        SetMeshBillboardMode(board, 1);
+        Place(chamfered, -6.5f, 0.7f, -2.0f, 0, 25, 0);
+        Place(pillar, 7.0f, 1.2f, 1.0f, 0, 0, 0);
+        Place(board, 0.0f, 4.6f, 6.0f, 0, 0, 0);
+        AssignMeshToScene(scene, chamfered, 0);
+        AssignMeshToScene(scene, pillar, 0);
+        AssignMeshToScene(scene, board, 0);
     }
     /* An omni light with attenuation near the camera's left and a dimmer
      * directional light from the upper right. */

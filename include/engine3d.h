@@ -506,7 +506,10 @@ E3D_API E3DMesh *ActivateMesh(E3DMesh *mesh);
 E3D_API void SetMeshFaceSmoothG(E3DMesh *mesh, int32_t index, int32_t group);
 /* Smoothing group of one polygon, 0 for a bad index. */
 E3D_API int32_t GetMeshFaceSmoothG(const E3DMesh *mesh, int32_t index);
-/* Low five bits of billboardMode; returns the mesh. */
+/* Low five bits of billboardMode; returns the mesh. For billboards (kind 3):
+ * mode & 3 = 1 turns the mesh to face the camera fully (its x and y axes
+ * along the view's), 2 turns it about its y axis only (stays upright);
+ * 0 leaves its own orientation. */
 E3D_API E3DMesh *SetMeshBillboardMode(E3DMesh *mesh, uint32_t mode);
 /* The viewport DrawMesh draws into; returns it. */
 E3D_API E3DViewport *SetMeshViewport(E3DMesh *mesh, E3DViewport *viewport);
@@ -813,6 +816,31 @@ E3D_API E3DMesh *DiskCreate(float radius, const float *scale, int32_t segments, 
 /* Flat annulus in z = 0 (outer > inner > 0, segments >= 4). */
 E3D_API E3DMesh *RingCreate(float outerRadius, float innerRadius, const float *scale, int32_t segments,
                             uint32_t colour);
+/* Cube of edge `size` whose edges are cut to strips `chamfer` wide (0 <
+ * chamfer < size / 2): 24 vertices, 6 faces, 12 strips, 8 corner triangles.
+ * Named "CubeNN": it shares the cube's base name and counter. */
+E3D_API E3DMesh *ChCubeCreate(float size, float chamfer, const float *scale, uint32_t colour);
+/* The top half of the sphere layout: rings (>= 4) latitudes from the pole
+ * down to the equator, segments (>= 4) around. open = 0 closes the bottom
+ * with a disk ((rings-1) x segments + 2 vertices, 2 (rings-1) segments
+ * triangles); otherwise it stays open (one vertex and segments triangles
+ * fewer). Named "HSphereNN". */
+E3D_API E3DMesh *HemisphereCreate(float radius, const float *scale, int32_t rings, int32_t segments, uint32_t colour,
+                                  int32_t open);
+/* Geodesic sphere: an icosahedron whose faces are split in four `level`
+ * times (0..6), 20 x 4^level triangles. Named "GeoSphereNN". */
+E3D_API E3DMesh *GeoSphereCreate(float radius, const float *scale, int32_t level, uint32_t colour);
+/* Capped cylinder about the y axis, centred: sides (>= 4) around, segments
+ * (>= 1) along the height; caps in smoothing groups of their own. */
+E3D_API E3DMesh *CylinderCreate(float radius, float height, const float *scale, int32_t sides, int32_t segments,
+                                uint32_t colour);
+/* Hollow tube about the y axis (outer > inner > 0) with flat annular ends. */
+E3D_API E3DMesh *TubeCreate(float outerRadius, float innerRadius, float height, const float *scale, int32_t sides,
+                            int32_t segments, uint32_t colour);
+/* A square of edge `size` in z = 0 facing -z, mesh kind 3 (drawn without
+ * culling through the billboard stages). Named "BillboardNN". See
+ * SetMeshBillboardMode for turning it toward the camera. */
+E3D_API E3DMesh *BillboardCreate(float size, const float *scale, uint32_t colour);
 
 /* ======================================================================
  * Viewports

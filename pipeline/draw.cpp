@@ -2,8 +2,10 @@
 // feeds the vertex stages, the depth sort and the drawing order.
 #include "engine3d.h"
 
+#include <cmath>
 #include <cstring>
 
+#include "core/matrix.h"
 #include "core/node.h"
 #include "pipeline/clip.h"
 #include "pipeline/dispatch.h"
@@ -61,6 +63,27 @@ uint32_t BoxCornerCode(const float *m, const float *corner, const float *offset,
     return ScreenCodeX(x, f) | ScreenCodeY(y, f);
 }
 
+// Billboards turn toward the eye: mode 1 fully (the mesh's axes become the
+// view's), mode 2 about the world's y axis only.
+void FaceCamera(E3DMesh *mesh, const float *view) {
+    float *m = mesh->auxMatrix;
+    const uint32_t mode = mesh->billboardMode & 3u;
+    if (mode == 1) {
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j) m[4 * i + j] = i == j ? 1.0f : 0.0f;
+        return;
+    }
+    if (mode != 2) return;
+    const float *w = mesh->worldMatrix;
+    const float dx = view[3] - w[3], dz = view[11] - w[11];
+    const float length = std::sqrt(dx * dx + dz * dz);
+    if (!(length > 0.0f)) return;
+    // Local z points away from the eye, so the face (toward -z) looks at it.
+    const float sine = -dx / length, cosine = -dz / length;
+    const float turn[12] = {cosine, 0, sine, 0, 0, 1, 0, 0, -sine, 0, cosine, 0};
+    MultiplyRotations(m, view, turn);
+}
+
 // Camera-space matrix and bounding-box classification of an object and,
 // through the hierarchy, of its children.
 void PrepareObject(E3DNode *node, const float *view) {
@@ -69,6 +92,7 @@ void PrepareObject(E3DNode *node, const float *view) {
         mesh->state &= ~(kCrossesDepth | kOutsideView);
         E3DMesh *box = mesh->boundingBox;
         CombineViewWithWorld(mesh->auxMatrix, view, mesh->worldMatrix);
+        if (mesh->meshKind == 3) FaceCamera(mesh, view);
         if (box) {
             box->state &= ~(kCrossesDepth | kOutsideView);
             std::memcpy(box->auxMatrix, mesh->auxMatrix, sizeof box->auxMatrix);

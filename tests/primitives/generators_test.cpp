@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <algorithm>
 #include <map>
+#include <vector>
 #include <utility>
 
 #include "core/engine_state.h"
@@ -31,7 +33,7 @@ void ExpectVertex(const E3DMesh *m, int i, float x, float y, float z, float tole
 // drawn), no triangle is degenerate, every edge belongs to two triangles.
 // `tubeRadius` > 0: the inside is the tube around the circle of that radius
 // in the plane y = 0 (a torus), else the mesh's centre.
-void ExpectClosedSolid(const E3DMesh *m, double tubeRadius = 0.0) {
+void ExpectClosedSolid(const E3DMesh *m, double tubeRadius = 0.0, bool aboutY = false) {
     double c[3] = {0, 0, 0};
     for (int i = 0; i < m->vertexCount; ++i)
         for (int a = 0; a < 3; ++a) c[a] += m->vertices[i].position[a] / m->vertexCount;
@@ -53,7 +55,8 @@ void ExpectClosedSolid(const E3DMesh *m, double tubeRadius = 0.0) {
         double inside[3] = {c[0], c[1], c[2]};
         if (tubeRadius > 0.0) {
             const double ring = std::hypot(centroid[0], centroid[2]);
-            inside[0] = centroid[0] / ring * tubeRadius, inside[1] = 0.0, inside[2] = centroid[2] / ring * tubeRadius;
+            inside[0] = centroid[0] / ring * tubeRadius, inside[1] = aboutY ? centroid[1] * 0.5 : 0.0;
+            inside[2] = centroid[2] / ring * tubeRadius;
         }
         const double inward = p.normal[0] * (centroid[0] - inside[0]) + p.normal[1] * (centroid[1] - inside[1]) +
                               p.normal[2] * (centroid[2] - inside[2]);
@@ -197,4 +200,84 @@ TEST_F(Generators, FailedAllocationsLeaveNothingAndNameNothing) {
         }
     }
     EXPECT_GE(e3d::g_engine.nameCounters[e3d::kCounterDisk], 1);
+}
+
+TEST_F(Generators, DesignedShapesAreClosedAndCounted) {
+    E3DMesh *a = CubeCreate(1.0f, nullptr, 0), *b = CubeCreate(1.0f, nullptr, 0);
+    E3DMesh *ch = ChCubeCreate(2.0f, 0.3f, nullptr, 0);
+    ASSERT_NE(ch, nullptr);
+    EXPECT_STREQ(ch->name, "Cube02") << "the chamfered cube shares the cube's counter";
+    EXPECT_EQ(ch->polygonCount, 44);
+    ExpectClosedSolid(ch);
+    EXPECT_EQ(ChCubeCreate(2.0f, 1.0f, nullptr, 0), nullptr);
+    for (int open : {0, 1}) {
+        E3DMesh *h = HemisphereCreate(1.0f, nullptr, 5, 8, 0, open);
+        ASSERT_NE(h, nullptr);
+        EXPECT_EQ(h->vertexCount, 4 * 8 + (open ? 1 : 2));
+        EXPECT_EQ(h->polygonCount, open ? (2 * 5 - 3) * 8 : 2 * 4 * 8);
+        if (!open) ExpectClosedSolid(h);
+        DeleteMesh(h);
+    }
+    EXPECT_EQ(HemisphereCreate(1.0f, nullptr, 3, 8, 0, 0), nullptr);
+    EXPECT_EQ(HemisphereCreate(0.0f, nullptr, 5, 8, 0, 0), nullptr);
+    for (int level : {0, 1, 2}) {
+        E3DMesh *g = GeoSphereCreate(1.5f, nullptr, level, 0);
+        ASSERT_NE(g, nullptr);
+        EXPECT_EQ(g->polygonCount, 20 << (2 * level));
+        for (int i = 0; i < g->vertexCount; ++i) {
+            const float *p = g->vertices[i].position;
+            EXPECT_NEAR(std::sqrt(p[0] * p[0] + p[1] * p[1] + p[2] * p[2]), 1.5f, 1e-4f);
+        }
+        ExpectClosedSolid(g);
+        DeleteMesh(g);
+    }
+    E3DMesh *cyl = CylinderCreate(1.0f, 3.0f, nullptr, 10, 3, 0);
+    ASSERT_NE(cyl, nullptr);
+    EXPECT_STREQ(cyl->name, "Cylinder00");
+    ExpectClosedSolid(cyl);
+    E3DMesh *tube = TubeCreate(2.0f, 1.0f, 3.0f, nullptr, 12, 2, 0);
+    ASSERT_NE(tube, nullptr);
+    ExpectClosedSolid(tube, 1.5, true);
+    EXPECT_EQ(TubeCreate(1.0f, 2.0f, 3.0f, nullptr, 12, 2, 0), nullptr);
+    for (E3DMesh *m : {a, b, ch, cyl, tube}) DeleteMesh(m);
+}
+
+TEST_F(Generators, BillboardTurnsToTheCamera) {
+    std::vector<uint16_t> pixels(64 * 48, 0);
+    E3DTexture surface{};
+    surface.pixels = pixels.data();
+    surface.pitch = 128;
+    E3DViewport *v = CreateViewport(&surface, 64, 48, 1, 0);
+    SetViewportType(v, 0x80000001u);
+    const float eye[3] = {0, 0, -10}, target[3] = {0, 0, 0};
+    E3DCamera *c = CreateCamera(eye, target, 0, 60, 1);
+    E3DScene *scene = CreateScene();
+    AssignCameraToScene(scene, c);
+    SetActiveSceneCamera(scene, c);
+    SetSceneViewport(scene, v);
+    E3DMesh *board = BillboardCreate(2.0f, nullptr, 0xFFFFFF);
+    ASSERT_NE(board, nullptr);
+    EXPECT_EQ(board->meshKind, 3);
+    EXPECT_STREQ(board->name, "Billboard00");
+    ActivateMesh(board);
+    SetMeshShadeMode(&board->node, 1);
+    SetMeshModelOrientation(board, 0, 90, 0);  // edge-on to the camera
+    AssignMeshToScene(scene, board, 0);
+    auto written = [&] {
+        int n = 0;
+        for (uint16_t p : pixels) n += p != 0;
+        return n;
+    };
+    DrawScene(scene);
+    EXPECT_LT(written(), 20) << "edge-on, almost nothing";
+    for (uint32_t mode : {1u, 2u}) {
+        std::fill(pixels.begin(), pixels.end(), uint16_t(0));
+        ClearViewportDepthBuffer(v, 0);
+        SetMeshBillboardMode(board, mode);
+        DrawScene(scene);
+        // Facing the eye it covers 2 x 2 units at distance 10: 11 x 11 pixels.
+        EXPECT_EQ(written(), 121) << "mode " << mode;
+    }
+    DeleteScene(scene);
+    DeleteViewport(v);
 }
