@@ -20,17 +20,11 @@ static double Now(void) {
     return (double)t.tv_sec + (double)t.tv_nsec * 1e-9;
 }
 
-/* A cube of half-size h; faces are split into quads whose normals point
- * inward, so the outside is the front. */
+/* A generated cube of half-size h, active and ready for a scene. */
 static E3DMesh *Cube(float h, uint32_t colour) {
-    static const float c[8][3] = {{-1, 1, -1}, {1, 1, -1}, {1, -1, -1}, {-1, -1, -1},
-                                  {-1, 1, 1},  {1, 1, 1},  {1, -1, 1},  {-1, -1, 1}};
-    static const int f[6][4] = {{0, 1, 2, 3}, {1, 5, 6, 2}, {5, 4, 7, 6}, {4, 0, 3, 7}, {4, 5, 1, 0}, {3, 2, 6, 7}};
-    E3DMesh *m = CreateMesh(8, 12, colour);
-    if (!m) return NULL;
-    for (int i = 0; i < 8; ++i) SetMeshVertex(m, i, c[i][0] * h, c[i][1] * h, c[i][2] * h);
-    for (int i = 0; i < 6; ++i) SetMeshQuadPolygon(m, 2 * i, f[i][0], f[i][1], f[i][2], f[i][3], 0, i);
-    return ValidateMesh(m);
+    E3DMesh *m = CubeCreate(2.0f * h, NULL, colour);
+    if (m) ActivateMesh(m);
+    return m;
 }
 
 /* Lit material: a dim ambient copy of the colour and the colour as diffuse. */

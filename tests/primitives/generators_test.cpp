@@ -202,6 +202,26 @@ TEST_F(Generators, FailedAllocationsLeaveNothingAndNameNothing) {
     EXPECT_GE(e3d::g_engine.nameCounters[e3d::kCounterDisk], 1);
 }
 
+TEST_F(Generators, DesignedShapesStayClosedAtEverySize) {
+    for (float size : {0.5f, 3.0f, 11.0f}) {
+        E3DMesh *shapes[] = {ChCubeCreate(size, size * 0.2f, nullptr, 0), HemisphereCreate(size, nullptr, 6, 9, 0, 0),
+                             GeoSphereCreate(size, nullptr, 1, 0), CylinderCreate(size, size * 2, nullptr, 7, 2, 0)};
+        for (E3DMesh *m : shapes) {
+            ASSERT_NE(m, nullptr);
+            ExpectClosedSolid(m);
+            DeleteMesh(m);
+        }
+        E3DMesh *tube = TubeCreate(size, size * 0.5f, size, nullptr, 9, 3, 0);
+        ExpectClosedSolid(tube, size * 0.75, true);
+        DeleteMesh(tube);
+    }
+    EXPECT_EQ(GeoSphereCreate(1.0f, nullptr, 7, 0), nullptr);
+    EXPECT_EQ(GeoSphereCreate(-1.0f, nullptr, 1, 0), nullptr);
+    EXPECT_EQ(CylinderCreate(1.0f, 0.0f, nullptr, 8, 1, 0), nullptr);
+    EXPECT_EQ(CylinderCreate(1.0f, 2.0f, nullptr, 3, 1, 0), nullptr);
+    EXPECT_EQ(BillboardCreate(0.0f, nullptr, 0), nullptr);
+}
+
 TEST_F(Generators, DesignedShapesAreClosedAndCounted) {
     E3DMesh *a = CubeCreate(1.0f, nullptr, 0), *b = CubeCreate(1.0f, nullptr, 0);
     E3DMesh *ch = ChCubeCreate(2.0f, 0.3f, nullptr, 0);
