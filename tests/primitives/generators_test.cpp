@@ -10,6 +10,7 @@
 #include "core/engine_state.h"
 #include "engine3d.h"
 #include "support/memory_check.h"
+#include "support/stage.h"
 
 namespace {
 
@@ -263,18 +264,9 @@ TEST_F(Generators, DesignedShapesAreClosedAndCounted) {
 }
 
 TEST_F(Generators, BillboardTurnsToTheCamera) {
-    std::vector<uint16_t> pixels(64 * 48, 0);
-    E3DTexture surface{};
-    surface.pixels = pixels.data();
-    surface.pitch = 128;
-    E3DViewport *v = CreateViewport(&surface, 64, 48, 1, 0);
-    SetViewportType(v, 0x80000001u);
-    const float eye[3] = {0, 0, -10}, target[3] = {0, 0, 0};
-    E3DCamera *c = CreateCamera(eye, target, 0, 60, 1);
-    E3DScene *scene = CreateScene();
-    AssignCameraToScene(scene, c);
-    SetActiveSceneCamera(scene, c);
-    SetSceneViewport(scene, v);
+    e3dtest::Stage stage(true, true, -10.0f);
+    E3DScene *scene = stage.scene;
+    E3DViewport *v = stage.viewport;
     E3DMesh *board = BillboardCreate(2.0f, nullptr, 0xFFFFFF);
     ASSERT_NE(board, nullptr);
     EXPECT_EQ(board->meshKind, 3);
@@ -283,21 +275,15 @@ TEST_F(Generators, BillboardTurnsToTheCamera) {
     SetMeshShadeMode(&board->node, 1);
     SetMeshModelOrientation(board, 0, 90, 0);  // edge-on to the camera
     AssignMeshToScene(scene, board, 0);
-    auto written = [&] {
-        int n = 0;
-        for (uint16_t p : pixels) n += p != 0;
-        return n;
-    };
+    auto written = [&] { return stage.Written(); };
     DrawScene(scene);
     EXPECT_LT(written(), 20) << "edge-on, almost nothing";
     for (uint32_t mode : {1u, 2u}) {
-        std::fill(pixels.begin(), pixels.end(), uint16_t(0));
+        std::fill(stage.pixels.begin(), stage.pixels.end(), e3dtest::kBackground);
         ClearViewportDepthBuffer(v, 0);
         SetMeshBillboardMode(board, mode);
         DrawScene(scene);
         // Facing the eye it covers 2 x 2 units at distance 10: 11 x 11 pixels.
         EXPECT_EQ(written(), 121) << "mode " << mode;
     }
-    DeleteScene(scene);
-    DeleteViewport(v);
 }

@@ -9,6 +9,7 @@
 #include "engine3d.h"
 #include "shading/lighting.h"
 #include "shading/vertex_stages.h"
+#include "support/stage.h"
 
 using namespace e3d;
 
@@ -145,19 +146,9 @@ TEST_F(Lighting, ComposeRules) {
 TEST_F(Lighting, LitMeshEndToEnd) {
     // A square facing the camera, flat-lit by a white omni light at the eye:
     // every pixel gets ambient + diffuse x cos, computed here by hand.
-    InitEngine3D();
-    std::vector<uint16_t> pixels(64 * 48, 0);
-    E3DTexture surface{};
-    surface.pixels = pixels.data();
-    surface.pitch = 128;
-    E3DViewport *v = CreateViewport(&surface, 64, 48, 1, 0);
-    SetViewportType(v, 0x80000001u);
-    const float eye[3] = {0, 0, 0}, target[3] = {0, 0, 1};
-    E3DCamera *c = CreateCamera(eye, target, 0, 60, 1);
-    E3DScene *scene = CreateScene();
-    AssignCameraToScene(scene, c);
-    SetActiveSceneCamera(scene, c);
-    SetSceneViewport(scene, v);
+    e3dtest::Stage stage;
+    E3DScene *scene = stage.scene;
+    E3DViewport *v = stage.viewport;
     E3DMesh *m = CreateMesh(4, 2, 0);
     SetMeshVertex(m, 0, -1, 1, 10);
     SetMeshVertex(m, 1, 1, 1, 10);
@@ -174,7 +165,7 @@ TEST_F(Lighting, LitMeshEndToEnd) {
     AssignMeshToScene(scene, m, 0);
     AssignLightToScene(scene, l, 1);
     DrawScene(scene);
-    EXPECT_EQ(pixels[24 * 64 + 32], (2 << 10) | (2 << 5) | 2) << "a light that is off adds nothing to ambient";
+    EXPECT_EQ(stage.At(32, 24), (2 << 10) | (2 << 5) | 2) << "a light that is off adds nothing to ambient";
     SetLightStatus(l, 1, 0);
     ClearViewportDepthBuffer(v, 0);  // the same depths would fail the strict test
     DrawScene(scene);
@@ -183,10 +174,7 @@ TEST_F(Lighting, LitMeshEndToEnd) {
     const double cosine = 10.0 / std::sqrt(102.0);
     const uint32_t r = uint32_t(16 + 200 * cosine), g = uint32_t(16 + 100 * cosine), b = 16;
     const uint16_t expected = uint16_t((r >> 3) << 10 | (g >> 3) << 5 | (b >> 3));
-    EXPECT_EQ(pixels[24 * 64 + 32], expected);
-    DeleteScene(scene);
-    DeleteViewport(v);
-    ReleaseEngine3D();
+    EXPECT_EQ(stage.At(32, 24), expected);
 }
 
 TEST_F(Lighting, LightlessFacesTakeAHeadlight) {
@@ -205,19 +193,9 @@ TEST_F(Lighting, LitOctahedronFacesMatchHandComputedColours) {
     // A flat-lit octahedron seen from -z with a white omni light at the eye.
     // Each front face is lit at its first stored corner: value = 240 * s / |D|
     // with D = corner - light and s = D . n, worked out here in double.
-    InitEngine3D();
-    std::vector<uint16_t> pixels(64 * 48, 0);
-    E3DTexture surface{};
-    surface.pixels = pixels.data();
-    surface.pitch = 128;
-    E3DViewport *v = CreateViewport(&surface, 64, 48, 1, 0);
-    SetViewportType(v, 0x80000001u);
-    const float eye[3] = {0, 0, -10}, target[3] = {0, 0, 0};
-    E3DCamera *c = CreateCamera(eye, target, 0, 60, 1);
-    E3DScene *scene = CreateScene();
-    AssignCameraToScene(scene, c);
-    SetActiveSceneCamera(scene, c);
-    SetSceneViewport(scene, v);
+    e3dtest::Stage stage(true, true, -10.0f);
+    E3DScene *scene = stage.scene;
+    const float eye[3] = {0, 0, -10};
     const double r = 2.0;
     const double pos[6][3] = {{0, r, 0}, {0, -r, 0}, {r, 0, 0}, {-r, 0, 0}, {0, 0, r}, {0, 0, -r}};
     // Faces (a, b, c) clockwise seen from outside: top/bottom x (+-x, +-z).
@@ -256,12 +234,9 @@ TEST_F(Lighting, LitOctahedronFacesMatchHandComputedColours) {
         const double depth = centroid[2] - eye[2];
         const int px = int(std::floor(32.0 + centroid[0] * focal / depth));
         const int py = int(std::floor(24.0 - centroid[1] * focal / depth));
-        const uint16_t got = pixels[py * 64 + px];
+        const uint16_t got = stage.At(px, py);
         for (int shift : {10, 5, 0}) EXPECT_NEAR((got >> shift) & 31, value >> 3, 1) << "face " << f;
         ++checked;
     }
     EXPECT_EQ(checked, 4);
-    DeleteScene(scene);
-    DeleteViewport(v);
-    ReleaseEngine3D();
 }
