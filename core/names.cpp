@@ -1,7 +1,7 @@
 // Object names.
 #include "core/names.h"
 
-#include <cstdio>
+#include <cstdint>
 
 #include "engine3d.h"
 
@@ -17,11 +17,21 @@ char *CopyName(char *field, size_t fieldSize, const char *text) {
 
 void WriteDefaultName(char *field, size_t fieldSize, const char *base, NameCounter kind) {
     int32_t &counter = g_engine.nameCounters[kind];
+    // Decimal text, built backwards; the "0" goes in front of any "-" of a
+    // negative counter (which never occurs).
     char digits[16];
-    std::snprintf(digits, sizeof digits, "%s%ld", counter < 10 ? "0" : "", long(counter));
+    char *at = digits + sizeof digits;
+    *--at = '\0';
+    uint32_t value = counter < 0 ? 0u - uint32_t(counter) : uint32_t(counter);
+    do {
+        *--at = char('0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    if (counter < 0) *--at = '-';
+    if (counter < 10) *--at = '0';
     char *end = CopyName(field, fieldSize, base);
-    if (end) CopyName(end, fieldSize - size_t(end - field), digits);
-    counter += 1;
+    if (end) CopyName(end, fieldSize - size_t(end - field), at);
+    counter = int32_t(uint32_t(counter) + 1u);
 }
 
 }  // namespace e3d

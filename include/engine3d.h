@@ -375,23 +375,38 @@ E3D_API void RadixFloatSorter(uint32_t n, const float *keys, uint32_t *indices);
 /* Hangs child under parent (moving it from a former parent); a mesh under a
  * mesh joins its root's tree: polygon counts and sort buffers follow, and
  * the child leaves every scene. Always 1. Cycles are not refused: never
- * attach a node under its own descendant. */
+ * attach a node under its own descendant. Validate a grown mesh before
+ * attaching it. Guard: when the child array cannot be grown the child is
+ * left unattached (still 1). */
 E3D_API int32_t AttachChildToNode(E3DNode *parent, E3DNode *child);
 /* Unhooks child from parent; 1 when it was a child, else 0. A detached mesh
- * becomes the root of its own tree with a sort buffer of its own. */
+ * becomes the root of its own tree with a sort buffer of its own.
+ * Guard: when a smaller child array cannot be had, the old one is compacted
+ * in place. */
 E3D_API int32_t DetachChildFromNode(E3DNode *parent, E3DNode *child);
-/* Names are copied into 32-character fields (30 for materials).
- * Beyond the letter: a longer name is cut to fit, never written past the
- * field. Returns the terminating zero written, or NULL for a NULL argument. */
+/* Names are copied into 32-character fields (30 for materials); keep them
+ * within 31 characters (29). Guard: a longer name is cut to 31 (29)
+ * characters and a terminator, never written past the field. Returns the
+ * terminating zero written, or NULL for a NULL argument (nothing copied). */
 E3D_API char *SetMeshName(E3DMesh *mesh, const char *name);
 
 /* ======================================================================
  * Meshes
+ * A mesh made with its counts is one block: the record, the vertices, the
+ * vertex flag words (one bit a vertex), the polygons, the 64-slot light list
+ * and 4096 spare bytes, i.e. sizeof(E3DMesh) + 52 v + 4 ceil(v / 32) +
+ * 112 p + 256 + 4096 bytes on 32-bit hosts (plus alignment padding, taken
+ * from the spare bytes, on 64-bit ones); the sort buffer is a block of its
+ * own (20 bytes a polygon on 32-bit hosts). A grown mesh (made with 0, 0)
+ * keeps separate vertex and polygon arrays, reallocated one record at a
+ * time, until ValidateMesh turns it into one block.
  * Vertex and polygon setters keep their bounds exactly, including those that
  * admit one index past the end (SetMeshVertex with index == vertexCount,
- * the texture-coordinate setters with index == polygonCount): every mesh
- * keeps one spare vertex and one spare polygon record behind its arrays, so
- * such a write lands in memory of the mesh's own and changes nothing else.
+ * the texture-coordinate setters with index == polygonCount); hosts must not
+ * rely on that slot. Guard: it is a spare record of the mesh's own, so such
+ * a write changes nothing else: a one-block mesh carves one spare vertex and
+ * one spare polygon record out of its spare bytes, right behind the arrays,
+ * and a grown mesh's arrays are allocated one record longer than needed.
  * ====================================================================== */
 
 /* Mesh with room for the given counts (both > 0), or an empty mesh to grow
@@ -401,7 +416,15 @@ E3D_API E3DMesh *CreateMesh(int32_t vertexCount, int32_t polygonCount, uint32_t 
 /* Checks the triangles, turns a grown mesh into its final form, computes
  * normals and the bounding box, activates it. Returns the mesh to use from
  * now on (it may be a new record), or NULL; when the result differs from the
- * argument, the argument is gone. */
+ * argument, the argument is gone. A one-block mesh with a repeated corner
+ * gives NULL and stays; a grown mesh without vertices or triangles is
+ * deleted (NULL); a grown mesh with a repeated corner gives NULL and stays.
+ * A grown mesh's new record takes over its matrices, whole default material
+ * (colour included), state, viewport and host object, not its name; polygon
+ * materials pointing at the old default material are pointed at the new one
+ * (the back material on the test of the front one). Guard: the old record
+ * leaves every scene and tree before it is freed (its children stay, as
+ * roots), and what it held besides its arrays is freed. */
 E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh);
 /* Removes the mesh from scenes and its parent, frees its mesh descendants
  * and the mesh itself. Returns 1 (0 for NULL). */
@@ -432,7 +455,8 @@ E3D_API void SetMeshTriTexCoords(E3DMesh *mesh, int32_t index, float ua, float v
 E3D_API void SetMeshQuadTexCoords(E3DMesh *mesh, int32_t index, float ua, float va, float ub, float vb, float uc,
                                   float vc, float ud, float vd);
 /* Allocates the zeroed skin array (4 words a vertex) and sets the skeleton;
- * 0 when memory runs out. Beyond the letter: a former array is freed. */
+ * 0 when memory runs out (the skeleton is then not set). Guard: a former
+ * array is freed rather than leaked. */
 E3D_API int32_t AssignSkeletonToMesh(E3DMesh *mesh, E3DSkeleton *skeleton);
 /* Clears the skeleton and frees the skin array. */
 E3D_API void RemoveSkeletonFromMesh(E3DMesh *mesh);
@@ -446,12 +470,18 @@ E3D_API void RemoveVertexInfluence(E3DMesh *mesh, int32_t vertex, int32_t bone);
  * Normals
  * ====================================================================== */
 
-/* Unit face normal and plane constant of every polygon. */
+/* Unit face normal and plane constant of every polygon: n = (P1 - P0) x
+ * (P2 - P1) scaled by the table reciprocal square root, planeD = -n . c at
+ * the centroid c. Guard: a polygon naming no vertex of the mesh is skipped. */
 E3D_API void CalcMeshPolygonsNormal(E3DMesh *mesh);
 /* The same for one polygon of the mesh. */
 E3D_API void CalcMeshPolygonNormal(E3DMesh *mesh, E3DPolygon *polygon);
 /* Corner normals shared by the polygons of a smoothing group that meet at
- * a vertex (needs the face normals). Linear in the polygon count. */
+ * a vertex: the normalised sum of their unit face normals (run
+ * CalcMeshPolygonsNormal first). Normals are numbered group by group in
+ * ascending group order, in order of first use. Linear in the polygon
+ * count. Guard: when working memory runs out the mesh has no normals
+ * (normalCount 0); a corner naming no vertex gets normal index 0. */
 E3D_API void CalcMeshVerticesNormal(E3DMesh *mesh);
 /* Kept for callers: does nothing. */
 E3D_API void UpdateMeshPolygonsNormal(E3DMesh *mesh);
@@ -480,8 +510,10 @@ E3D_API void MergeBVSpheres(void);
  * type are visited.
  * ====================================================================== */
 
-/* Render mode 0x100000 dots, 0x300000 wire, 0x700000 solid, or any texture
- * bit for textured; bit 6 copied; also set on the default material. */
+/* Render mode of mesh nodes: 0x100000 dots, 0x300000 wire, 0x700000 solid
+ * (bit 6 aside), else textured (0x7F00000) when a bit of 0x7800000 is set,
+ * else the render bits stay; bit 6 is copied from mode. The default material
+ * gets SetMaterialRenderMode(mode). */
 E3D_API void SetMeshRenderMode(E3DNode *node, uint32_t mode);
 /* state & 0x7F00000. */
 E3D_API uint32_t GetMeshRenderMode(const E3DMesh *mesh);
@@ -540,18 +572,24 @@ E3D_API E3DMaterial *GetMeshDefaultMaterial(E3DMesh *mesh);
 
 /* Copy of the template; the default name "MaterialNN" is written into the
  * template (the copy keeps the old name), and the counter advances even when
- * the copy fails. NULL on failure or for a NULL template. */
+ * the copy fails. NULL on failure. Guard: a NULL template gives NULL and
+ * leaves the counter. */
 E3D_API E3DMaterial *CreateMaterial(E3DMaterial *templateMaterial);
 /* Frees a material (nothing for NULL). */
 E3D_API void DeleteMaterial(E3DMaterial *material);
 /* Bounded to 29 characters; see SetMeshName. */
 E3D_API char *SetMaterialName(E3DMaterial *material, const char *name);
-/* Front (0), back (1) or both (2) materials of every polygon, and of mesh
- * children when recurse is 1; 0 for another side, else 1. */
+/* Front (0), back (1) or both (2) materials of every polygon, and with
+ * recurse 1 of every mesh below it; 0 for another side, else 1.
+ * Guard: cameras, lights and targets in the tree are not written but passed
+ * through, so meshes hung under them are reached too. */
 E3D_API int32_t SetMaterial(E3DMesh *mesh, E3DMaterial *material, int32_t side, int32_t recurse);
-/* The first polygon's front (side 0 or 2) or back (1) material. */
+/* The first polygon's front (side 0 or 2) or back (1) material; NULL for
+ * another side. Guard: NULL for a mesh without polygons. */
 E3D_API E3DMaterial *GetMaterial(E3DMesh *mesh, int32_t side);
-/* The first material, front before back in polygon order, with that name. */
+/* The first material, front before back in polygon order, with that name.
+ * Names are compared within their 30-character field, so a name whose
+ * terminator layer 3 overwrote still matches its first 30 characters only. */
 E3D_API E3DMaterial *GetMaterialByName(E3DMesh *mesh, const char *name);
 /* Material of one polygon (and the next when quad is set and it exists);
  * a bad index returns 1 unchanged, a bad side 0. */
@@ -560,9 +598,17 @@ E3D_API int32_t SetFaceMaterial(E3DMesh *mesh, int32_t index, E3DMaterial *mater
 E3D_API E3DMaterial *GetFaceMaterial(E3DMesh *mesh, int32_t index, int32_t side);
 /* Points every polygon side using the material back at the default one. */
 E3D_API void RemoveMaterialFromMesh(E3DMaterial *material, E3DMesh *mesh);
-/* Fills layer 0..3 from a texture (NULL empties it); 0 for a layer above 3. */
+/* Fills layer 0..3 from a texture and sets its present bit (mode 0x800000
+ * << layer): pixels, sides and texture copied; when both sides are powers of
+ * two (exactly one bit set, 0x80000000 included) shift = log2(width) and the
+ * block mode = modeBits | 0x40000000, else shift = pitch / 2 and mode =
+ * modeBits. NULL zeroes the block's first six words and clears the bit.
+ * 1, or 0 for a layer above 3. */
 E3D_API int32_t SetMaterialTexture(E3DMaterial *material, uint32_t layer, E3DTexture *texture, uint32_t modeBits);
-/* Address of the layer block; NULL above 3. */
+/* Address of the layer block; NULL above 3. Layer 3's block begins at
+ * colorOp: on 32-bit hosts it covers colorOp and name[0..25]; on 64-bit
+ * hosts the larger block covers colorOp, all of name and the padding behind
+ * it, never hostObject. Use layers 0-2 where the name matters. */
 E3D_API E3DTextureLayer *GetMaterialTexture(E3DMaterial *material, uint32_t layer);
 /* Texture mode 16 or 32 of a layer; other values are ignored. */
 E3D_API void SetMaterialTextureMode(E3DMaterial *material, uint32_t layer, uint32_t value);
@@ -598,11 +644,16 @@ E3D_API uint32_t GetMaterialCullMode(const E3DMaterial *material);
  * texture (shift = pitch / 2); returns the block. Guard: NULL texture does
  * nothing. */
 E3D_API E3DTextureLayer *SetTexture(E3DMesh *mesh, E3DTexture *texture, int32_t layer);
-/* width x height checker of squares x squares cells, top-left cell colour b;
- * NULL on failure. Guard: sizes or squares below 1 give NULL. */
+/* width x height checker, pitch 2 * width, cells of width / squares by
+ * height / squares pixels; the top-left cell has colour b and the colour
+ * flips at every cell edge. Other words of the record are zero. NULL on
+ * failure. Guard: sizes or squares below 1, or more than 4 GB of pixels,
+ * give NULL; more squares than pixels along a side give one-pixel cells;
+ * when the pixels cannot be had the record is freed as well. */
 E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t height, int32_t squares, uint16_t a, uint16_t b);
 /* Addition to the original interface: frees a texture from
- * CreateCheckerTexture (pixels and record). */
+ * CreateCheckerTexture, pixels and record (nothing for NULL). Not for a
+ * host's own bitmap descriptions. */
 E3D_API void DeleteTexture(E3DTexture *texture);
 
 /* ======================================================================

@@ -1,9 +1,9 @@
-// Materials: mode word, colour slots, specular values, alpha, and the four
-// texture layers; face materials of meshes; checker textures.
+// Materials: mode word, colour slots, specular values, alpha, the four
+// texture layers, and the face materials of meshes.
 #include "engine3d.h"
 
+#include <bit>
 #include <cstring>
-#include <initializer_list>
 
 #include "core/names.h"
 #include "core/node.h"
@@ -12,18 +12,19 @@
 
 namespace {
 
+constexpr uint32_t kLayerPresent0 = 0x800000u;  // layer n: kLayerPresent0 << n
+constexpr uint32_t kLayerPresentMask = 0x7800000u;
+constexpr uint32_t kPowerOfTwoSides = 0x40000000u;
+constexpr uint32_t kSpecularOn = 0x80000u;
+constexpr uint32_t kColorOpOn = 0x100u;
+
 // Layer block n; block 3 shares its storage with colorOp and the name.
 E3DTextureLayer *Layer(E3DMaterial *m, uint32_t n) { return n < 3 ? &m->layers[n] : &m->tail.layer3; }
 
-bool IsPowerOfTwo(uint32_t v) { return v != 0 && (v & (v - 1)) == 0; }
+// Exactly one bit set; 0x80000000 counts.
+bool IsPowerOfTwo(uint32_t v) { return std::has_single_bit(v); }
 
-uint32_t Log2(uint32_t v) {
-    uint32_t n = 0;
-    while (v > 1) v >>= 1, ++n;
-    return n;
-}
-
-void FillLayer(E3DTextureLayer *block, E3DTexture *texture, uint32_t modeBits) {
+void FillLayer(E3DTextureLayer *block, const E3DTexture *texture, uint32_t modeBits) {
     if (!texture) {
         block->mode = 0;
         block->pixels = nullptr;
@@ -34,17 +35,49 @@ void FillLayer(E3DTextureLayer *block, E3DTexture *texture, uint32_t modeBits) {
     block->pixels = texture->pixels;
     block->width = texture->width;
     block->height = texture->height;
-    block->texture = texture;
-    if (IsPowerOfTwo(uint32_t(texture->width)) && IsPowerOfTwo(uint32_t(texture->height))) {
-        block->shift = int32_t(Log2(uint32_t(texture->width)));
-        block->mode = modeBits | 0x40000000u;
+    block->texture = const_cast<E3DTexture *>(texture);
+    const auto w = uint32_t(texture->width), h = uint32_t(texture->height);
+    if (IsPowerOfTwo(w) && IsPowerOfTwo(h)) {
+        block->shift = std::countr_zero(w);
+        block->mode = modeBits | kPowerOfTwoSides;
     } else {
         block->shift = texture->pitch / 2;
         block->mode = modeBits;
     }
 }
 
-E3DMaterial **Side(E3DPolygon &p, int32_t side) { return side == 1 ? &p.backMaterial : &p.material; }
+bool ValidSide(int32_t side) { return side >= 0 && side <= 2; }
+
+void SetSides(E3DPolygon &p, E3DMaterial *material, int32_t side) {
+    if (side != 1) p.material = material;
+    if (side != 0) p.backMaterial = material;
+}
+
+// Side 1 reads the back pointer, 0 and 2 the front one.
+E3DMaterial *SideOf(const E3DPolygon &p, int32_t side) { return side == 1 ? p.backMaterial : p.material; }
+
+// Name field equality that stops at the field's end when it has no
+// terminator (layer 3 may have overwritten it).
+bool NameEquals(const char (&field)[30], const char *text) {
+    for (size_t i = 0; i < sizeof field; ++i) {
+        if (field[i] != text[i]) return false;
+        if (field[i] == '\0') return true;
+    }
+    return text[sizeof field] == '\0';
+}
+
+// The recursive part of SetMaterial: non-mesh nodes are passed through so
+// that meshes hung under a camera or light are reached as well.
+void SetMaterialOnChildren(E3DNode *node, E3DMaterial *material, int32_t side) {
+    for (int i = 0; i < node->childCount; ++i) {
+        E3DNode *child = node->children[i];
+        if (e3d::IsMeshNode(child)) {
+            E3DMesh *mesh = reinterpret_cast<E3DMesh *>(child);
+            for (int32_t j = 0; j < mesh->polygonCount; ++j) SetSides(mesh->polygons[j], material, side);
+        }
+        SetMaterialOnChildren(child, material, side);
+    }
+}
 
 }  // namespace
 
@@ -61,6 +94,7 @@ extern "C" E3D_API E3DMaterial *CreateMaterial(E3DMaterial *templateMaterial) {
     return m;
 }
 
+// Materials and bounding spheres are freed by the same routine.
 extern "C" E3D_API void DeleteMaterial(E3DMaterial *material) { DeleteBVSphere(material); }
 
 extern "C" E3D_API char *SetMaterialName(E3DMaterial *material, const char *name) {
@@ -69,32 +103,23 @@ extern "C" E3D_API char *SetMaterialName(E3DMaterial *material, const char *name
 }
 
 extern "C" E3D_API int32_t SetMaterial(E3DMesh *mesh, E3DMaterial *material, int32_t side, int32_t recurse) {
-    if (side < 0 || side > 2) return 0;
-    for (int32_t i = 0; i < mesh->polygonCount; ++i) {
-        E3DPolygon &p = mesh->polygons[i];
-        if (side != 1) p.material = material;
-        if (side != 0) p.backMaterial = material;
-    }
-    if (recurse == 1) {
-        for (int i = 0; i < mesh->node.childCount; ++i) {
-            E3DNode *child = mesh->node.children[i];
-            if (IsMeshNode(child)) SetMaterial(reinterpret_cast<E3DMesh *>(child), material, side, recurse);
-        }
-    }
+    if (!ValidSide(side)) return 0;
+    for (int32_t i = 0; i < mesh->polygonCount; ++i) SetSides(mesh->polygons[i], material, side);
+    if (recurse == 1) SetMaterialOnChildren(&mesh->node, material, side);
     return 1;
 }
 
 extern "C" E3D_API E3DMaterial *GetMaterial(E3DMesh *mesh, int32_t side) {
-    if (mesh->polygonCount < 1 || side < 0 || side > 2) return nullptr;
-    return *Side(mesh->polygons[0], side);
+    if (mesh->polygonCount < 1 || !ValidSide(side)) return nullptr;
+    return SideOf(mesh->polygons[0], side);
 }
 
 extern "C" E3D_API E3DMaterial *GetMaterialByName(E3DMesh *mesh, const char *name) {
     if (!name) return nullptr;
     for (int32_t i = 0; i < mesh->polygonCount; ++i) {
-        for (E3DMaterial *m : {mesh->polygons[i].material, mesh->polygons[i].backMaterial}) {
-            if (m && std::strncmp(m->tail.named.name, name, sizeof m->tail.named.name) == 0) return m;
-        }
+        const E3DPolygon &p = mesh->polygons[i];
+        if (p.material && NameEquals(p.material->tail.named.name, name)) return p.material;
+        if (p.backMaterial && NameEquals(p.backMaterial->tail.named.name, name)) return p.backMaterial;
     }
     return nullptr;
 }
@@ -102,19 +127,15 @@ extern "C" E3D_API E3DMaterial *GetMaterialByName(E3DMesh *mesh, const char *nam
 extern "C" E3D_API int32_t SetFaceMaterial(E3DMesh *mesh, int32_t index, E3DMaterial *material, int32_t quad,
                                            int32_t side) {
     if (index < 0 || index >= mesh->polygonCount) return 1;
-    if (side < 0 || side > 2) return 0;
-    const int32_t last = (quad && index + 1 < mesh->polygonCount) ? index + 1 : index;
-    for (int32_t i = index; i <= last; ++i) {
-        E3DPolygon &p = mesh->polygons[i];
-        if (side != 1) p.material = material;
-        if (side != 0) p.backMaterial = material;
-    }
+    if (!ValidSide(side)) return 0;
+    SetSides(mesh->polygons[index], material, side);
+    if (quad && index + 1 < mesh->polygonCount) SetSides(mesh->polygons[index + 1], material, side);
     return 1;
 }
 
 extern "C" E3D_API E3DMaterial *GetFaceMaterial(E3DMesh *mesh, int32_t index, int32_t side) {
-    if (index < 0 || index >= mesh->polygonCount || side < 0 || side > 2) return nullptr;
-    return *Side(mesh->polygons[index], side);
+    if (index < 0 || index >= mesh->polygonCount || !ValidSide(side)) return nullptr;
+    return SideOf(mesh->polygons[index], side);
 }
 
 extern "C" E3D_API void RemoveMaterialFromMesh(E3DMaterial *material, E3DMesh *mesh) {
@@ -129,7 +150,7 @@ extern "C" E3D_API int32_t SetMaterialTexture(E3DMaterial *material, uint32_t la
                                               uint32_t modeBits) {
     if (layer > 3) return 0;
     FillLayer(Layer(material, layer), texture, modeBits);
-    const uint32_t present = 0x800000u << layer;
+    const uint32_t present = kLayerPresent0 << layer;
     material->mode = texture ? (material->mode | present) : (material->mode & ~present);
     return 1;
 }
@@ -149,13 +170,13 @@ extern "C" E3D_API uint32_t GetMaterialTextureMode(E3DMaterial *material, uint32
 }
 
 extern "C" E3D_API void RemoveTextureFromMaterial(E3DTexture *texture, E3DMaterial *material) {
-    const uint32_t present = (material->mode >> 23) & 15u;
+    const uint32_t present = (material->mode & kLayerPresentMask) >> 23;
     if (!IsPowerOfTwo(present)) return;
     // The comparison always uses layer 0's texture, whichever layer is present.
     if (texture != material->layers[0].texture) return;
-    const uint32_t layer = Log2(present);
+    const auto layer = uint32_t(std::countr_zero(present));
     FillLayer(Layer(material, layer), nullptr, 0);
-    material->mode &= ~(0x800000u << layer);
+    material->mode &= ~(kLayerPresent0 << layer);
 }
 
 extern "C" E3D_API void SetMaterialColor(E3DMaterial *material, uint32_t slot, float r, float g, float b) {
@@ -174,7 +195,7 @@ extern "C" E3D_API float *GetMaterialColor(E3DMaterial *material, uint32_t slot)
 
 extern "C" E3D_API void SetMaterialColorOp(E3DMaterial *material, uint16_t value, int32_t enable) {
     material->tail.named.colorOp = value;
-    material->mode = enable ? (material->mode | 0x100u) : (material->mode & ~0x100u);
+    material->mode = enable ? (material->mode | kColorOpOn) : (material->mode & ~kColorOpOn);
 }
 
 namespace {
@@ -184,10 +205,15 @@ namespace {
 void SetSpecularValue(E3DMaterial *material, float &field, float value) {
     if (value != 0.0f) {
         field = value;
-        material->mode |= 0x80000u;
+        material->mode |= kSpecularOn;
     } else {
-        material->mode &= ~0x80000u;
+        material->mode &= ~kSpecularOn;
     }
+}
+
+// Replaces the bits of `mask` with those of mode, unless mode has none.
+void SetModeField(E3DMaterial *material, uint32_t mode, uint32_t mask) {
+    if (mode & mask) material->mode = (material->mode & ~mask) | (mode & mask);
 }
 
 }  // namespace
@@ -217,19 +243,17 @@ extern "C" E3D_API void SetMaterialAlphaMode(E3DMaterial *material, uint32_t mod
 extern "C" E3D_API uint32_t GetMaterialAlphaMode(const E3DMaterial *material) { return material->alphaMode; }
 
 extern "C" E3D_API void SetMaterialRenderMode(E3DMaterial *material, uint32_t mode) {
-    if (mode & 0x700000u) material->mode = (material->mode & ~0x700000u) | (mode & 0x700000u);
+    SetModeField(material, mode, 0x700000u);
 }
 
 extern "C" E3D_API uint32_t GetMaterialRenderMode(const E3DMaterial *material) { return material->mode & 0x700040u; }
 
-extern "C" E3D_API void SetMaterialShadeMode(E3DMaterial *material, uint32_t mode) {
-    if (mode & 7u) material->mode = (material->mode & ~7u) | (mode & 7u);
-}
+extern "C" E3D_API void SetMaterialShadeMode(E3DMaterial *material, uint32_t mode) { SetModeField(material, mode, 7u); }
 
 extern "C" E3D_API uint32_t GetMaterialShadeMode(const E3DMaterial *material) { return material->mode & 7u; }
 
 extern "C" E3D_API void SetMaterialCullMode(E3DMaterial *material, uint32_t mode) {
-    if (mode & 0x38u) material->mode = (material->mode & ~0x38u) | (mode & 0x38u);
+    SetModeField(material, mode, 0x38u);
 }
 
 extern "C" E3D_API uint32_t GetMaterialCullMode(const E3DMaterial *material) { return material->mode & 0x38u; }
@@ -238,7 +262,8 @@ extern "C" E3D_API E3DTextureLayer *SetTexture(E3DMesh *mesh, E3DTexture *textur
     E3DMaterial &m = mesh->defaultMaterial;
     E3DTextureLayer *block = &m.layers[layer ? 1 : 0];
     if (!texture) return block;  // Guard: nothing to take the pixels from
-    m.mode = (m.mode & ~0x7800000u) | (layer ? 0x1000000u : 0x800000u);
+    // Only the one layer counts as present; no power-of-two test here.
+    m.mode = (m.mode & ~kLayerPresentMask) | (layer ? kLayerPresent0 << 1 : kLayerPresent0);
     block->mode = 2;
     block->pixels = texture->pixels;
     block->width = texture->width;
@@ -246,37 +271,4 @@ extern "C" E3D_API E3DTextureLayer *SetTexture(E3DMesh *mesh, E3DTexture *textur
     block->shift = texture->pitch / 2;
     block->texture = texture;
     return block;
-}
-
-extern "C" E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t height, int32_t squares, uint16_t a,
-                                                    uint16_t b) {
-    if (width < 1 || height < 1 || squares < 1 || uint64_t(width) * uint64_t(height) * 2 > 0xFFFFFFFFull) {
-        return nullptr;
-    }
-    auto *t = static_cast<E3DTexture *>(AllocateMemory(sizeof(E3DTexture)));
-    if (!t) return nullptr;
-    std::memset(t, 0, sizeof *t);
-    t->pixels = static_cast<uint16_t *>(AllocateMemory(uint32_t(width) * uint32_t(height) * 2));
-    if (!t->pixels) {
-        FreeMemory(t);
-        return nullptr;
-    }
-    t->pitch = 2 * width;
-    t->width = t->width2 = width;
-    t->height = t->height2 = height;
-    int32_t cellW = width / squares, cellH = height / squares;
-    if (cellW < 1) cellW = 1;  // Guard: more squares than pixels
-    if (cellH < 1) cellH = 1;
-    for (int32_t y = 0; y < height; ++y) {
-        for (int32_t x = 0; x < width; ++x) {
-            t->pixels[y * width + x] = ((x / cellW + y / cellH) & 1) ? a : b;
-        }
-    }
-    return t;
-}
-
-extern "C" E3D_API void DeleteTexture(E3DTexture *texture) {
-    if (!texture) return;
-    if (texture->pixels) FreeMemory(texture->pixels);
-    FreeMemory(texture);
 }

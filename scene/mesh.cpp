@@ -21,30 +21,38 @@ constexpr uint32_t kDefaultMaterialMode = 0x00700063u;
 constexpr int kLightSlots = 64;
 constexpr size_t kSpareBytes = 4096;
 
-constexpr size_t AlignUp(size_t n, size_t a) { return (n + a - 1) / a * a; }
+constexpr uint64_t AlignUp(uint64_t n, uint64_t a) { return (n + a - 1) / a * a; }
 
 // One-block layout: record, vertices, vertex flag words, polygons, light
-// list, spare bytes. One extra vertex and one extra polygon record follow
-// their arrays, so the one-past-the-end slots that the setters admit land in
-// memory of the mesh's own and overwrite nothing else.
+// list, spare bytes. The block is exactly the size those parts add up to;
+// the spare vertex and polygon records that take the one-past-the-end writes
+// of the setters are carved out of the spare bytes, right behind their
+// arrays, so such a write lands in the mesh's own memory and changes nothing
+// else.
 struct BlockLayout {
     size_t vertices, flags, polygons, lights, total;
 };
 
+constexpr size_t kSpareRecordBytes =
+    sizeof(E3DVertex) + alignof(E3DPolygon) + sizeof(E3DPolygon) + alignof(E3DLight *);
+static_assert(kSpareRecordBytes <= kSpareBytes, "the spare bytes must hold one vertex and one polygon record");
+
 bool Layout(uint32_t vertexCount, uint32_t polygonCount, BlockLayout &l) {
     const uint64_t flagWords = (uint64_t(vertexCount) + 31) / 32;
-    uint64_t at = AlignUp(sizeof(E3DMesh), alignof(std::max_align_t));
+    const uint64_t arrays = uint64_t(vertexCount) * sizeof(E3DVertex) + flagWords * sizeof(uint32_t) +
+                            uint64_t(polygonCount) * sizeof(E3DPolygon);
+    uint64_t at = AlignUp(sizeof(E3DMesh), alignof(E3DVertex));
     l.vertices = size_t(at);
     at += (uint64_t(vertexCount) + 1) * sizeof(E3DVertex);
     l.flags = size_t(at);
-    at = AlignUp(size_t(at + flagWords * 4), alignof(E3DPolygon));
+    at = AlignUp(at + flagWords * sizeof(uint32_t), alignof(E3DPolygon));
     l.polygons = size_t(at);
     at += (uint64_t(polygonCount) + 1) * sizeof(E3DPolygon);
-    at = AlignUp(size_t(at), alignof(E3DLight *));
+    at = AlignUp(at, alignof(E3DLight *));
     l.lights = size_t(at);
-    at += kLightSlots * sizeof(E3DLight *) + kSpareBytes;
-    l.total = size_t(at);
-    return at <= 0xFFFFFFFFull;
+    const uint64_t total = sizeof(E3DMesh) + arrays + kLightSlots * sizeof(E3DLight *) + kSpareBytes;
+    l.total = size_t(total);
+    return total <= 0xFFFFFFFFull && at + kLightSlots * sizeof(E3DLight *) <= total;
 }
 
 void InitRecord(E3DMesh *m, uint32_t colour) {
@@ -72,7 +80,9 @@ void InitRecord(E3DMesh *m, uint32_t colour) {
 // Grows an incrementally built array by one record (plus the spare slot).
 template <class T>
 T *GrowByOne(T *old, int32_t count) {
-    T *grown = static_cast<T *>(AllocateMemory(uint32_t((uint64_t(count) + 2) * sizeof(T))));
+    const uint64_t bytes = (uint64_t(count) + 2) * sizeof(T);
+    if (bytes > 0xFFFFFFFFull) return nullptr;
+    T *grown = static_cast<T *>(AllocateMemory(uint32_t(bytes)));
     if (!grown) return nullptr;
     std::memset(grown, 0, (size_t(count) + 2) * sizeof(T));
     if (old && count > 0) std::memcpy(grown, old, size_t(count) * sizeof(T));
@@ -95,6 +105,7 @@ void FreeBoundingBox(E3DMesh *mesh) {
     E3DMesh *box = mesh->boundingBox;
     if (!box) return;
     if (box->sortBuffer) FreeMemory(box->sortBuffer);
+    if (box->vertexNormals) FreeMemory(box->vertexNormals);  // only if a host gave it normals
     FreeMemory(box);
     mesh->boundingBox = nullptr;
 }
@@ -112,7 +123,10 @@ void ReplaceSortBuffer(E3DMesh *mesh, int32_t count) {
     if (!buffer) return;
     if (mesh->sortBuffer) FreeMemory(mesh->sortBuffer);
     mesh->sortBuffer = buffer;
-    mesh->sortEntries = SortEntriesOf(buffer, n);
+    // A null sortEntries is what marks a mesh still being grown; a grown
+    // mesh hung in a tree keeps that mark (and draws nothing) until it is
+    // validated.
+    if (mesh->sortEntries) mesh->sortEntries = SortEntriesOf(buffer, n);
     mesh->sortCapacity = int32_t(n);
     ResetRadixSort(n, buffer);
 }
@@ -242,7 +256,7 @@ extern "C" E3D_API int32_t AddMeshTriPolygon(E3DMesh *mesh, int32_t a, int32_t b
 
 extern "C" E3D_API int32_t SetMeshQuadPolygon(E3DMesh *mesh, int32_t index, int32_t a, int32_t b, int32_t c,
                                               int32_t d, int32_t, int32_t group) {
-    if (index < 0 || index + 1 >= mesh->polygonCount) return 0;
+    if (index < 0 || index >= mesh->polygonCount - 1) return 0;  // index + 1 must be a polygon too
     if (!ValidVertex(mesh, a) || !ValidVertex(mesh, b) || !ValidVertex(mesh, c) || !ValidVertex(mesh, d)) return 0;
     if (a == b || a == c || a == d || b == c || b == d || c == d) return 0;
     // Two triangles on the diagonal b-d, whose edge is hidden in both.
@@ -283,7 +297,9 @@ extern "C" E3D_API void SetMeshTriTexCoords(E3DMesh *mesh, int32_t index, float 
 
 extern "C" E3D_API void SetMeshQuadTexCoords(E3DMesh *mesh, int32_t index, float ua, float va, float ub, float vb,
                                             float uc, float vc, float ud, float vd) {
-    if (index < 0 || index > mesh->polygonCount || index + 1 > mesh->polygonCount || !mesh->polygons) return;
+    // 0 <= index <= polygonCount and index + 1 <= polygonCount: the second
+    // triangle may be the spare record one past the end.
+    if (index < 0 || index > mesh->polygonCount || index > mesh->polygonCount - 1 || !mesh->polygons) return;
     E3DPolygon &p = mesh->polygons[index];
     p.coords[0][0] = ud, p.coords[0][1] = vd;
     p.coords[1][0] = ub, p.coords[1][1] = vb;
@@ -344,11 +360,20 @@ extern "C" E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh) {
         m->state = old->state;
         m->viewport = old->viewport;
         m->hostObject = old->hostObject;
+        // The old record goes away: let no scene or tree keep pointing at it
+        // (its children stay alive as roots of their own).
+        RemoveMeshFromAllScenes(old, 0);
+        if (old->node.parent) DetachChildFromNode(old->node.parent, &old->node);
+        while (old->node.childCount > 0) DetachChildFromNode(&old->node, old->node.children[0]);
         FreeMemory(old->vertices);
         FreeMemory(old->polygons);
-        // Links of an unvalidated mesh are not carried over; do not leak them.
+        // What a grown mesh may have gathered besides its arrays is not
+        // carried over; free it rather than leak it.
         if (old->node.children) FreeMemory(old->node.children);
         if (old->skinWeights) FreeMemory(old->skinWeights);
+        if (old->sortBuffer) FreeMemory(old->sortBuffer);
+        if (old->vertexNormals) FreeMemory(old->vertexNormals);
+        FreeBoundingBox(old);
         FreeMemory(old);
         mesh = m;
     }

@@ -16,6 +16,9 @@ constexpr float kThird = 0.33333334f;
 
 template <bool World>
 void FacePlane(E3DMesh *mesh, E3DPolygon *p) {
+    // Guard: a polygon naming no vertex of the mesh is left as it is.
+    const uint32_t count = mesh->vertexCount > 0 ? uint32_t(mesh->vertexCount) : 0;
+    if (uint32_t(p->vertex[0]) >= count || uint32_t(p->vertex[1]) >= count || uint32_t(p->vertex[2]) >= count) return;
     const E3DVertex *v = mesh->vertices;
     const float *p0 = World ? v[p->vertex[0]].worldPosition : v[p->vertex[0]].position;
     const float *p1 = World ? v[p->vertex[1]].worldPosition : v[p->vertex[1]].position;

@@ -125,3 +125,25 @@ TEST(Names, DefaultNamesCountPerKind) {
     e3d::WriteDefaultName(small, sizeof small, "Material", e3d::kCounterMaterial);
     EXPECT_STREQ(small, "Mater");
 }
+
+TEST(Names, CopyIsBoundedToTheField) {
+    char field[8];
+    std::memset(field, 'x', sizeof field);
+    EXPECT_EQ(e3d::CopyName(field, sizeof field, "1234567"), field + 7) << "exactly fits";
+    EXPECT_STREQ(field, "1234567");
+    EXPECT_EQ(e3d::CopyName(field, sizeof field, "12345678"), field + 7) << "one too long: cut";
+    EXPECT_STREQ(field, "1234567");
+    EXPECT_EQ(e3d::CopyName(field, sizeof field, ""), field);
+    EXPECT_EQ(field[0], '\0');
+    EXPECT_EQ(e3d::CopyName(field, 1, "abc"), field);
+    EXPECT_EQ(e3d::CopyName(nullptr, 8, "abc"), nullptr);
+    EXPECT_EQ(e3d::CopyName(field, sizeof field, nullptr), nullptr);
+    // A counter that never goes negative would still put the "0" first.
+    char name[32];
+    const int32_t saved = e3d::g_engine.nameCounters[e3d::kCounterDirect];
+    e3d::g_engine.nameCounters[e3d::kCounterDirect] = -3;
+    e3d::WriteDefaultName(name, sizeof name, "Direct", e3d::kCounterDirect);
+    EXPECT_STREQ(name, "Direct0-3");
+    EXPECT_EQ(e3d::g_engine.nameCounters[e3d::kCounterDirect], -2);
+    e3d::g_engine.nameCounters[e3d::kCounterDirect] = saved;
+}

@@ -2,6 +2,7 @@
 // bounds, validation and deletion.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 
 #include "engine3d.h"
@@ -52,17 +53,8 @@ TEST(Mesh, TrianglesAreStoredReversedWithTheirFlags) {
     EXPECT_EQ(m->polygons[0].material, &m->defaultMaterial);
     EXPECT_EQ(SetMeshTriPolygon(m, 1, 0, 1, 2, 0, 40), 1);
     EXPECT_EQ(m->polygons[1].flags, 0x00700E47u) << "groups of 32 and above are dropped";
-    // Refusals: index out of range, vertex out of range, repeated corners.
-    EXPECT_EQ(SetMeshTriPolygon(m, 3, 0, 1, 2, 0, 0), 0);
-    EXPECT_EQ(SetMeshTriPolygon(m, -1, 0, 1, 2, 0, 0), 0);
-    EXPECT_EQ(SetMeshTriPolygon(m, 0, 0, 1, 4, 0, 0), 0);
-    EXPECT_EQ(SetMeshTriPolygon(m, 0, -1, 1, 2, 0, 0), 0);
-    EXPECT_EQ(SetMeshTriPolygon(m, 0, 0, 0, 1, 0, 0), 0);
-    EXPECT_EQ(SetMeshTriPolygon(m, 0, 1, 2, 1, 0, 0), 0);
-    // Quads: both triangles must fit, four distinct valid corners.
-    EXPECT_EQ(SetMeshQuadPolygon(m, 2, 0, 1, 2, 3, 0, 0), 0) << "second triangle would not fit";
-    EXPECT_EQ(SetMeshQuadPolygon(m, 1, 0, 1, 2, 2, 0, 0), 0);
-    EXPECT_EQ(SetMeshQuadPolygon(m, 1, 0, 1, 2, 4, 0, 0), 0);
+    EXPECT_EQ(SetMeshTriPolygon(m, 2, 0, 1, 2, 0, -1), 1);
+    EXPECT_EQ(m->polygons[2].flags, 0x00700E47u | (0xFFFFFFFFu << 12)) << "a negative group is shifted in";
     EXPECT_EQ(SetMeshQuadPolygon(m, 1, 0, 1, 2, 3, 0, 7), 1);
     EXPECT_EQ(m->polygons[1].vertex[0], 3);
     EXPECT_EQ(m->polygons[1].vertex[1], 1);
@@ -74,6 +66,85 @@ TEST(Mesh, TrianglesAreStoredReversedWithTheirFlags) {
     EXPECT_EQ(m->polygons[2].flags, 0x00700647u | (7u << 12));
     EXPECT_EQ(AddMeshQuadPolygon(m, 0, 1, 2, 3, 0, 0), 1);
     DeleteMesh(m);
+}
+
+// Every refusal of the polygon setters, each on its own, changes nothing.
+TEST(Mesh, PolygonSetterRefusalsChangeNothing) {
+    E3DMesh *m = CreateMesh(5, 4, 0);
+    for (int i = 0; i < 4; ++i) ASSERT_EQ(SetMeshTriPolygon(m, i, 0, 1, 2, 0, 3), 1);
+    E3DPolygon before[4];
+    std::memcpy(before, m->polygons, sizeof before);
+    auto unchanged = [&] { return std::memcmp(before, m->polygons, sizeof before) == 0; };
+    struct Tri {
+        int index, a, b, c;
+    };
+    const Tri tris[] = {
+        {-1, 0, 1, 2}, {4, 0, 1, 2}, {INT32_MIN, 0, 1, 2}, {INT32_MAX, 0, 1, 2},  // polygon index
+        {0, -1, 1, 2}, {0, 5, 1, 2}, {0, 0, -1, 2}, {0, 0, 5, 2}, {0, 0, 1, -1}, {0, 0, 1, 5},  // vertex range
+        {0, 1, 1, 2}, {0, 1, 2, 2}, {0, 2, 1, 2}, {0, 3, 3, 3},  // repeated corners, each pair
+    };
+    for (const Tri &t : tris) {
+        EXPECT_EQ(SetMeshTriPolygon(m, t.index, t.a, t.b, t.c, 0, 0), 0) << t.index << " " << t.a << t.b << t.c;
+        EXPECT_TRUE(unchanged());
+    }
+    struct Quad {
+        int index, a, b, c, d;
+    };
+    const Quad quads[] = {
+        {-1, 0, 1, 2, 3}, {3, 0, 1, 2, 3}, {4, 0, 1, 2, 3}, {INT32_MAX, 0, 1, 2, 3},  // both triangles must fit
+        {0, -1, 1, 2, 3}, {0, 0, 5, 2, 3}, {0, 0, 1, -1, 3}, {0, 0, 1, 2, 5},         // vertex range
+        {0, 0, 0, 2, 3}, {0, 0, 1, 0, 3}, {0, 0, 1, 2, 0},                            // a repeated
+        {0, 0, 1, 1, 3}, {0, 0, 1, 2, 1}, {0, 0, 1, 2, 2},                            // b, c repeated
+    };
+    for (const Quad &q : quads) {
+        EXPECT_EQ(SetMeshQuadPolygon(m, q.index, q.a, q.b, q.c, q.d, 0, 0), 0) << q.index << " " << q.a << q.b << q.c << q.d;
+        EXPECT_TRUE(unchanged());
+    }
+    EXPECT_EQ(SetMeshQuadPolygon(m, 2, 0, 1, 2, 3, 0, 0), 1) << "the last pair of slots is accepted";
+    // A grown mesh refuses Add... for a bad triangle, but keeps the new slot.
+    E3DMesh *g = e3dtest::MakeGrownStrip(1);
+    EXPECT_EQ(AddMeshTriPolygon(g, 0, 1, 3, 0, 0), 0);
+    EXPECT_EQ(g->polygonCount, 2);
+    EXPECT_EQ(g->treePolygonCount, 0) << "a grown mesh counts its tree on validation only";
+    DeleteMesh(g);
+    DeleteMesh(m);
+}
+
+TEST(Mesh, OneBlockSizeFollowsTheRecordAndArrays) {
+    // The block holds the record, v vertices, ceil(v / 32) flag words, p
+    // polygons, 64 light slots and 4096 spare bytes; the sort buffer holds
+    // p indices and p entries.
+    for (int v : {1, 31, 32, 33, 100}) {
+        for (int p : {1, 2, 77}) {
+            e3dtest::LeakCheck leaks;
+            const int64_t bytesBefore = e3dtest::MemoryStats().liveBytes;
+            E3DMesh *m = CreateMesh(v, p, 0);
+            ASSERT_NE(m, nullptr);
+            ReleaseRadixSort();  // the sort's shared scratch array is not the mesh's
+            const int64_t block = int64_t(sizeof(E3DMesh)) + v * int64_t(sizeof(E3DVertex)) + (v + 31) / 32 * 4 +
+                                  p * int64_t(sizeof(E3DPolygon)) + 64 * int64_t(sizeof(void *)) + 4096;
+            const int64_t indices = (p * 4 + int64_t(alignof(E3DSortEntry)) - 1) / int64_t(alignof(E3DSortEntry)) *
+                                    int64_t(alignof(E3DSortEntry));
+            const int64_t sort = indices + p * int64_t(sizeof(E3DSortEntry));
+            EXPECT_EQ(e3dtest::MemoryStats().liveBytes - bytesBefore, block + sort) << v << " " << p;
+            if (sizeof(void *) == 4) {
+                EXPECT_EQ(sort, 20 * p);
+            }
+            // The arrays lie in the block in the stated order, the spare
+            // records between them.
+            const char *base = reinterpret_cast<const char *>(m);
+            EXPECT_EQ(reinterpret_cast<const char *>(m->vertices), base + sizeof(E3DMesh));
+            EXPECT_GE(reinterpret_cast<const char *>(m->vertexFlags),
+                      reinterpret_cast<const char *>(m->vertices + v + 1));
+            EXPECT_GE(reinterpret_cast<const char *>(m->polygons), reinterpret_cast<const char *>(m->vertexFlags + (v + 31) / 32));
+            EXPECT_GE(reinterpret_cast<const char *>(m->lights), reinterpret_cast<const char *>(m->polygons + p + 1));
+            EXPECT_LE(reinterpret_cast<const char *>(m->lights + 64), base + block);
+            EXPECT_EQ(reinterpret_cast<const char *>(m->sortEntries),
+                      reinterpret_cast<const char *>(m->sortBuffer) + indices);
+            DeleteMesh(m);
+            leaks.Check();
+        }
+    }
 }
 
 TEST(Mesh, BoundsThatAdmitOnePastTheEndStayInsideTheMesh) {
@@ -140,28 +211,76 @@ TEST(Mesh, GrowThenValidateMakesANewRecord) {
     leaks.Check();
 }
 
-TEST(Mesh, ValidateFromCountsUsesTheDefaultColourOfTheNewRecord) {
-    // A grown mesh is rebuilt with colour 0x7FFF, then its material is
-    // copied over; a validated one-block mesh keeps its record.
-    E3DMesh *m = CreateMesh(3, 1, 0x7FFF);
-    SetMeshVertex(m, 1, 1, 0, 0);
-    SetMeshVertex(m, 2, 0, 1, 0);
-    SetMeshTriPolygon(m, 0, 0, 1, 2, 0, 0);
+TEST(Mesh, GrowThreeVerticesOneTriangleThenValidate) {
+    // The edge case as stated: a new record of 3 vertices and 1 triangle,
+    // active, kind 1, default colour 0x7FFF (red 0, green 127, blue 255).
+    e3dtest::LeakCheck leaks;
+    E3DMesh *m = CreateMesh(0, 0, 0x7FFF);
+    ASSERT_NE(m, nullptr);
+    EXPECT_EQ(AddMeshVertex(m, 0, 0, 0), 1);
+    EXPECT_EQ(AddMeshVertex(m, 0, 1, 0), 1);
+    EXPECT_EQ(AddMeshVertex(m, 1, 0, 0), 1);
+    EXPECT_EQ(AddMeshTriPolygon(m, 0, 1, 2, 0, 0), 1);
+    EXPECT_EQ(m->sortEntries, nullptr);
     E3DMesh *v = ValidateMesh(m);
-    EXPECT_EQ(v, m);
-    EXPECT_EQ(v->defaultMaterial.color[0][0], 0.0f);
-    EXPECT_EQ(v->defaultMaterial.color[0][1], 127.0f);
-    EXPECT_EQ(v->defaultMaterial.color[0][2], 255.0f);
+    ASSERT_NE(v, nullptr);
+    EXPECT_NE(v, m);
+    EXPECT_EQ(v->vertexCount, 3);
+    EXPECT_EQ(v->polygonCount, 1);
+    EXPECT_EQ(v->treePolygonCount, 1);
+    EXPECT_NE(v->sortEntries, nullptr);
+    EXPECT_EQ(v->node.type, 1);
+    EXPECT_EQ(v->state, 0x07F00027u | 0x8000u);
+    EXPECT_EQ(v->meshKind, 1);
+    const float *c = v->defaultMaterial.color[0];
+    EXPECT_EQ(c[0], 0.0f);
+    EXPECT_EQ(c[1], 127.0f);
+    EXPECT_EQ(c[2], 255.0f);
+    EXPECT_EQ(c[3], 255.0f);
+    EXPECT_EQ(v->polygons[0].vertex[0], 2);
+    EXPECT_EQ(v->polygons[0].vertex[2], 0);
     DeleteMesh(v);
+    leaks.Check();
 }
 
-TEST(Mesh, ValidateFailuresKeepOrDeleteAsDesigned) {
+TEST(Mesh, GrownMeshInATreeOrSceneLeavesThemWhenValidated) {
+    // Hosts should validate first; if they do not, nothing may keep
+    // pointing at the freed record.
+    e3dtest::LeakCheck leaks;
+    E3DMesh *parent = e3dtest::MakeStrip(4), *child = e3dtest::MakeStrip(3);
+    E3DMesh *grown = e3dtest::MakeGrownStrip(2);
+    AttachChildToNode(&parent->node, &grown->node);
+    AttachChildToNode(&grown->node, &child->node);
+    EXPECT_EQ(grown->sortEntries, nullptr) << "still marked as grown";
+    DetachChildFromNode(&grown->node, &child->node);
+    EXPECT_EQ(grown->sortEntries, nullptr) << "still marked as grown";
+    AttachChildToNode(&grown->node, &child->node);
+    E3DMesh *v = ValidateMesh(grown);
+    ASSERT_NE(v, nullptr);
+    EXPECT_EQ(parent->node.childCount, 0);
+    EXPECT_EQ(parent->treePolygonCount, 4);
+    EXPECT_EQ(child->node.parent, nullptr);
+    EXPECT_EQ(child->treePolygonCount, 3);
+    EXPECT_EQ(v->node.parent, nullptr);
+    EXPECT_EQ(v->node.childCount, 0);
+    EXPECT_EQ(v->treePolygonCount, 2);
+    DeleteMesh(v);
+    DeleteMesh(child);
+    DeleteMesh(parent);
+    leaks.Check();
+}
+
+TEST(Mesh, ValidateKeepsOrDeletesTheMesh) {
     LeakCheck leaks;
     // One-block mesh with an unset (degenerate) triangle: null, mesh alive.
     E3DMesh *m = CreateMesh(3, 2, 0);
     SetMeshTriPolygon(m, 0, 0, 1, 2, 0, 0);
     EXPECT_EQ(ValidateMesh(m), nullptr);
     EXPECT_EQ(m->meshKind, 0);
+    // Once the triangle is set, the same record is validated in place.
+    SetMeshTriPolygon(m, 1, 2, 1, 0, 0, 0);
+    EXPECT_EQ(ValidateMesh(m), m);
+    EXPECT_EQ(m->meshKind, 1);
     DeleteMesh(m);
     // Grown mesh without triangles: deleted (the leak check proves it).
     E3DMesh *g = CreateMesh(0, 0, 0);
