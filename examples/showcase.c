@@ -11,8 +11,9 @@
 
 #include "engine3d.h"
 #include "png_writer.h"
+#include "showcase_scene.h"
 
-enum { kWidth = 640, kHeight = 480 };
+enum { kWidth = kShowcaseWidth, kHeight = kShowcaseHeight };
 
 static double Now(void) {
     struct timespec t;
@@ -20,54 +21,14 @@ static double Now(void) {
     return (double)t.tv_sec + (double)t.tv_nsec * 1e-9;
 }
 
-/* A generated cube of half-size h, active and ready for a scene. */
-static E3DMesh *Cube(float h, uint32_t colour) {
-    E3DMesh *m = CubeCreate(2.0f * h, NULL, colour);
-    if (m) ActivateMesh(m);
-    return m;
-}
-
-/* Lit material: a dim ambient copy of the colour and the colour as diffuse. */
-static void LitColours(E3DMesh *mesh, uint32_t colour) {
-    E3DMaterial *m = GetMeshDefaultMaterial(mesh);
-    const float r = (float)((colour >> 16) & 255), g = (float)((colour >> 8) & 255), b = (float)(colour & 255);
-    SetMaterialColor(m, 0, r * 0.2f, g * 0.2f, b * 0.2f);
-    SetMaterialColor(m, 1, r, g, b);
-}
-
-/* A checkered floor of n x n tiles: a generated grid laid flat. */
-static E3DMesh *Floor(int n, float size, E3DScene *scene) {
-    E3DMesh *m = GridCreate(size, NULL, n, n, 0x404040);
-    if (!m) return NULL;
-    ActivateMesh(m);
-    SetMeshModelOrientation(m, 90.0f, 0.0f, 0.0f);
-    SetMeshCullMode(&m->node, 0x08); /* both sides */
-    E3DMaterial *light = CreateMaterial(GetMeshDefaultMaterial(m));
-    E3DMaterial *dark = CreateMaterial(GetMeshDefaultMaterial(m));
-    if (light && dark) {
-        SetMaterialColor(light, 0, 200, 200, 190);
-        SetMaterialColor(dark, 0, 70, 80, 90);
-        for (int z = 0; z < n; ++z)
-            for (int x = 0; x < n; ++x) SetFaceMaterial(m, 2 * (z * n + x), ((x + z) & 1) ? dark : light, 1, 2);
-        AssignMaterialToScene(scene, light);
-        AssignMaterialToScene(scene, dark);
-    }
-    return m;
-}
-
-static void Place(E3DMesh *m, float x, float y, float z, float ax, float ay, float az) {
-    SetMeshModelOrientation(m, ax, ay, az);
-    SetMeshModelPosition(m, x, y, z);
-}
-
 static int Render(E3DScene *scene, E3DViewport *viewport, uint16_t *pixels, const char *path, const char *label) {
-    for (int i = 0; i < kWidth * kHeight; ++i) pixels[i] = (uint16_t)((12 << 10) | (16 << 5) | 22);
+    for (int i = 0; i < kWidth * kHeight; ++i) pixels[i] = SHOWCASE_BACKGROUND;
     if (viewport->depthBuffer) ClearViewportDepthBuffer(viewport, 0);
     DrawScene(scene); /* warm-up */
     const int frames = 50;
     double start = 0.0, elapsed = 0.0;
     for (int f = 0; f < frames; ++f) {
-        for (int i = 0; i < kWidth * kHeight; ++i) pixels[i] = (uint16_t)((12 << 10) | (16 << 5) | 22);
+        for (int i = 0; i < kWidth * kHeight; ++i) pixels[i] = SHOWCASE_BACKGROUND;
         if (viewport->depthBuffer) ClearViewportDepthBuffer(viewport, 0);
         start = Now();
         DrawScene(scene);
@@ -97,117 +58,11 @@ int main(int argc, char **argv) {
     surface.height = kHeight;
     surface.pitch = 2 * kWidth;
     E3DViewport *viewport = CreateViewport(&surface, kWidth, kHeight, 1, 0);
-    E3DScene *scene = CreateScene();
-    if (!pixels || !viewport || !scene) return 1;
+    if (!pixels || !viewport) return 1;
     SetViewportType(viewport, 0x80000001u); /* type 1, drawing enabled */
 
-    const float eye[3] = {0.0f, 7.0f, -16.0f}, target[3] = {0.0f, 1.0f, 0.0f};
-    E3DCamera *camera = CreateCamera(eye, target, 0.0f, 60.0f, 1.0f);
-    AssignCameraToScene(scene, camera);
-    SetActiveSceneCamera(scene, camera);
-    SetSceneViewport(scene, viewport);
-
-    E3DMesh *floor = Floor(12, 24.0f, scene);
-    AssignMeshToScene(scene, floor, 0);
-
-    static const struct {
-        float x, y, z, size, ay;
-        uint32_t colour;
-    } cubes[] = {{-4.5f, 1.5f, 2.0f, 1.5f, 30, 0xD04030}, {0.0f, 1.0f, -1.0f, 1.0f, 15, 0x30A040},
-                 {4.0f, 2.0f, 3.0f, 2.0f, -20, 0x3060D0}, {-1.5f, 0.6f, -5.0f, 0.6f, 45, 0xE0C030},
-                 {2.5f, 0.8f, -4.0f, 0.8f, 60, 0xC040C0}};
-    for (size_t i = 0; i < sizeof cubes / sizeof cubes[0]; ++i) {
-        E3DMesh *cube = Cube(cubes[i].size, cubes[i].colour);
-        if (!cube) continue;
-        LitColours(cube, cubes[i].colour);
-        SetMeshShadeMode(&cube->node, 3); /* flat: one colour per face */
-        Place(cube, cubes[i].x, cubes[i].y, cubes[i].z, 0, cubes[i].ay, 0);
-        AssignMeshToScene(scene, cube, 0);
-    }
-    /* A see-through pane: half opacity, sorted back to front. */
-    E3DMesh *glass = Cube(1.6f, 0xFFFFFF);
-    if (glass) {
-        E3DMaterial *pane = CreateMaterial(GetMeshDefaultMaterial(glass));
-        SetMaterialColor(pane, 0, 120, 220, 255);
-        SetMaterialAlphaMode(pane, 2);
-        SetMaterialAlphaLevel(pane, 110);
-        SetMaterial(glass, pane, 2, 0);
-        AssignMaterialToScene(scene, pane);
-        Place(glass, -1.0f, 1.6f, 4.5f, 0, -35, 0);
-        AssignMeshToScene(scene, glass, 0);
-    }
-    SetMeshShadeMode(&floor->node, 1); /* unlit: the checker as it is */
-    SetMeshShadeMode(&glass->node, 1);
-
-    /* A smooth ball with a specular highlight, Gouraud-shaded. Generated
-     * meshes are not active until ActivateMesh. */
-    E3DMesh *ball = SphereCreate(1.4f, NULL, 12, 18, 0xE08020);
-    if (ball) {
-        ActivateMesh(ball);
-        LitColours(ball, 0xE08020);
-        E3DMaterial *m = GetMeshDefaultMaterial(ball);
-        SetMaterialColor(m, 3, 255, 255, 255);
-        SetMaterialShininess(m, 24.0f);
-        SetMaterialSpecularLevel(m, 0.8f);
-        SetMeshShadeMode(&ball->node, 7);
-        Place(ball, 1.8f, 1.4f, 0.5f, 0, 0, 0);
-        AssignMeshToScene(scene, ball, 0);
-    }
-    /* A torus standing on its rim, a disk and a ring lying on the floor. */
-    E3DMesh *torus = TorusCreate(1.1f, 0.35f, NULL, 12, 24, 0x40C0C0);
-    if (torus) {
-        ActivateMesh(torus);
-        LitColours(torus, 0x40C0C0);
-        SetMeshShadeMode(&torus->node, 7);
-        Place(torus, -3.6f, 1.45f, -3.0f, 90, 20, 0);
-        AssignMeshToScene(scene, torus, 0);
-    }
-    E3DMesh *disk = DiskCreate(1.2f, NULL, 24, 0xF0F0F0);
-    E3DMesh *ring = RingCreate(1.6f, 1.25f, NULL, 24, 0xF0D040);
-    if (disk && ring) {
-        ActivateMesh(disk);
-        ActivateMesh(ring);
-        SetMeshCullMode(&disk->node, 0x08);
-        SetMeshCullMode(&ring->node, 0x08);
-        SetMeshShadeMode(&disk->node, 1);
-        SetMeshShadeMode(&ring->node, 1);
-        Place(disk, 5.0f, 0.02f, -4.5f, 90, 0, 0);
-        Place(ring, 5.0f, 0.03f, -4.5f, 90, 0, 0);
-        AssignMeshToScene(scene, disk, 0);
-        AssignMeshToScene(scene, ring, 0);
-    }
-    /* A chamfered cube, a cylinder and a billboard that always faces the eye. */
-    E3DMesh *chamfered = ChCubeCreate(1.4f, 0.25f, NULL, 0x9060E0);
-    E3DMesh *pillar = CylinderCreate(0.5f, 2.4f, NULL, 20, 2, 0xB0B0B0);
-    E3DMesh *board = BillboardCreate(1.6f, NULL, 0xFFE060);
-    if (chamfered && pillar && board) {
-        ActivateMesh(chamfered);
-        ActivateMesh(pillar);
-        ActivateMesh(board);
-        LitColours(chamfered, 0x9060E0);
-        LitColours(pillar, 0xB0B0B0);
-        SetMeshShadeMode(&chamfered->node, 3);
-        SetMeshShadeMode(&pillar->node, 7);
-        SetMeshShadeMode(&board->node, 1);
-        SetMeshBillboardMode(board, 1);
-        Place(chamfered, -6.5f, 0.7f, -2.0f, 0, 25, 0);
-        Place(pillar, 7.0f, 1.2f, 1.0f, 0, 0, 0);
-        Place(board, 0.0f, 4.6f, 6.0f, 0, 0, 0);
-        AssignMeshToScene(scene, chamfered, 0);
-        AssignMeshToScene(scene, pillar, 0);
-        AssignMeshToScene(scene, board, 0);
-    }
-    /* An omni light with attenuation near the camera's left and a dimmer
-     * directional light from the upper right. */
-    const float white[4] = {1.0f, 1.0f, 1.0f, 0.0f}, warm[4] = {1.0f, 0.9f, 0.7f, 0.0f};
-    const float omniAt[3] = {-6.0f, 8.0f, -8.0f};
-    E3DLight *omni = CreateOmniLight(omniAt, white, 1.1f, 8.0f, 40.0f, 0);
-    SetLightStatus(omni, 1, 1);
-    const float sunAt[3] = {12.0f, 14.0f, -4.0f}, sunTarget[3] = {0.0f, 0.0f, 0.0f};
-    E3DLight *sun = CreateDirectLight(sunAt, sunTarget, warm, 0.5f, 0);
-    SetLightStatus(sun, 1, 0);
-    AssignLightToScene(scene, omni, 1);
-    AssignLightToScene(scene, sun, 1);
+    E3DScene *scene = ShowcaseBuildScene(viewport);
+    if (!scene) return 1;
 
     int failed = Render(scene, viewport, pixels, depthPath, "depth buffer:");
     SetViewportDepthState(viewport, 0);
