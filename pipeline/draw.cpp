@@ -64,17 +64,22 @@ uint32_t BoxCornerCode(const float *m, const float *corner, const float *offset,
 }
 
 // Billboards turn toward the eye: mode 1 fully (the mesh's axes become the
-// view's), mode 2 about the world's y axis only.
+// view's), mode 2 about the world's y axis only. The world matrix takes the
+// turned orientation too, so that the eye and the lights are carried into
+// the mesh space the billboard is drawn in.
 void FaceCamera(E3DMesh *mesh, const float *view) {
     float *m = mesh->auxMatrix;
+    float *w = mesh->worldMatrix;
     const uint32_t mode = mesh->billboardMode & 3u;
     if (mode == 1) {
         for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j) m[4 * i + j] = i == j ? 1.0f : 0.0f;
+            for (int j = 0; j < 3; ++j) {
+                m[4 * i + j] = i == j ? 1.0f : 0.0f;
+                w[4 * i + j] = view[4 * j + i];  // the view's inverse rotation
+            }
         return;
     }
     if (mode != 2) return;
-    const float *w = mesh->worldMatrix;
     const float dx = view[3] - w[3], dz = view[11] - w[11];
     const float length = std::sqrt(dx * dx + dz * dz);
     if (!(length > 0.0f)) return;
@@ -82,6 +87,8 @@ void FaceCamera(E3DMesh *mesh, const float *view) {
     const float sine = -dx / length, cosine = -dz / length;
     const float turn[12] = {cosine, 0, sine, 0, 0, 1, 0, 0, -sine, 0, cosine, 0};
     MultiplyRotations(m, view, turn);
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) w[4 * i + j] = turn[4 * i + j];
 }
 
 // Camera-space matrix and bounding-box classification of an object and,

@@ -136,8 +136,11 @@ uint32_t Stage(E3DMesh *mesh) {
         bool backSide = false;
         float eyeDotNormal = 0.0f;
         if constexpr (Kind == kBillboard) {
+            // Always the front side; the eye term still lights it when the
+            // mesh has no lights.
             p->flags &= ~0xC0u;
             material = p->material;
+            eyeDotNormal = eye[0] * p->normal[0] + eye[1] * p->normal[1] + eye[2] * p->normal[2];
         } else {
             const E3DMaterial *visibility = (state & 0x10) ? p->backMaterial : p->material;
             const uint32_t cull = (visibility->mode & 8) ? 8u : (state & 0x38u);
