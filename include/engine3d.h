@@ -541,7 +541,8 @@ E3D_API int32_t GetMeshFaceSmoothG(const E3DMesh *mesh, int32_t index);
 /* Low five bits of billboardMode; returns the mesh. For billboards (kind 3):
  * mode & 3 = 1 turns the mesh to face the camera fully (its x and y axes
  * along the view's), 2 turns it about its y axis only (stays upright);
- * 0 leaves its own orientation. */
+ * 0 leaves its own orientation. A turned billboard's world matrix holds the
+ * turned rotation after each draw, and it is lit in that orientation. */
 E3D_API E3DMesh *SetMeshBillboardMode(E3DMesh *mesh, uint32_t mode);
 /* The viewport DrawMesh draws into; returns it. */
 E3D_API E3DViewport *SetMeshViewport(E3DMesh *mesh, E3DViewport *viewport);
