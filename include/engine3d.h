@@ -907,10 +907,13 @@ E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_t w, int32_
 /* Frees the depth buffer, the frame buffer when owned, and the record. */
 E3D_API void DeleteViewport(E3DViewport *viewport);
 /* state 1: allocates and clears a depth buffer (returns 1, or 0 on failure);
- * anything else frees it and returns 0. */
+ * anything else frees it and returns 0. Guard: a row of the depth buffer is
+ * the longer of width and pitch, so a padded caller surface (pitch wider than
+ * its width) has depth for every row it draws in both passes. */
 E3D_API int32_t SetViewportDepthState(E3DViewport *viewport, int32_t state);
-/* Writes value into the depth rows the scissor covers, across the full width.
- * Guard: does nothing without a depth buffer, and stays inside the buffer. */
+/* Writes value into the depth rows the scissor covers, across the full row
+ * (width, or pitch when wider). Guard: does nothing without a depth buffer,
+ * and stays inside the buffer. */
 E3D_API void ClearViewportDepthBuffer(E3DViewport *viewport, int32_t value);
 /* Sets the scissor; rejected whole when xMax > width or yMax > height;
  * negative edges become 0 and xMin/yMin are held to the size. */

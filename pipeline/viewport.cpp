@@ -7,6 +7,10 @@
 
 #include "e3dhost.h"
 #include "pipeline/clip.h"
+#include "raster/raster.h"
+
+using e3d::DepthBufferElements;
+using e3d::DepthRowLength;
 
 namespace {
 
@@ -14,19 +18,12 @@ constexpr uint32_t kFlagAlways = 0x4;
 constexpr uint32_t kFlagDepth = 0x18;  // depth buffer present and in use
 constexpr uint32_t kFlagOwnsFrame = 0x40;
 
-// Elements of a depth buffer as allocated for the viewport's size.
-uint64_t DepthElements(const E3DViewport *v) {
-    const float n = v->width * v->height;
-    if (!(n > 0.0f) || n >= 4294967296.0f) return 0;
-    return uint64_t(n);
-}
-
 }  // namespace
 
 extern "C" E3D_API int32_t SetViewportDepthState(E3DViewport *v, int32_t state) {
     if (state == 1) {
         if (v->flags & 8u) return 1;
-        const uint64_t elements = DepthElements(v);
+        const uint64_t elements = DepthBufferElements(v);
         const uint64_t bytes = elements * 4;
         void *buffer = (elements > 0 && bytes <= 0xFFFFFFFFull) ? AllocateMemory(uint32_t(bytes)) : nullptr;
         v->depthBuffer = static_cast<int32_t *>(buffer);
@@ -94,9 +91,10 @@ extern "C" E3D_API void DeleteViewport(E3DViewport *v) {
 extern "C" E3D_API void ClearViewportDepthBuffer(E3DViewport *v, int32_t value) {
     if (!v->depthBuffer) return;
     // Whole rows: horizontal scissor edges are ignored here by design.
-    const float firstF = float(int64_t(v->scissorYMin)) * v->width;
-    const float countF = (v->scissorYMax - v->scissorYMin) * v->width;
-    const uint64_t elements = DepthElements(v);
+    const float row = DepthRowLength(v);
+    const float firstF = float(int64_t(v->scissorYMin)) * row;
+    const float countF = (v->scissorYMax - v->scissorYMin) * row;
+    const uint64_t elements = DepthBufferElements(v);
     if (!(firstF >= 0.0f) || !(countF > 0.0f)) return;
     const uint64_t first = firstF < 4294967296.0f ? uint64_t(firstF) : elements;
     uint64_t count = countF < 4294967296.0f ? uint64_t(countF) : elements;

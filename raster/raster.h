@@ -17,6 +17,22 @@ void SetRasterContext(E3DViewport *viewport, E3DCamera *camera);
 E3DViewport *CurrentViewport();
 E3DCamera *CurrentCamera();
 
+// Length of a depth-buffer row: the longer of the viewport's width and its
+// pitch, so that a padded caller surface (pitch wider than its width) has a
+// depth value for every pixel the fillers address by pitch.
+inline float DepthRowLength(const E3DViewport *v) {
+    const float pitch = float(v->pitch);
+    return pitch > v->width ? pitch : v->width;
+}
+
+// Elements of a viewport's depth buffer, height rows of DepthRowLength; 0
+// when that is not a positive size below 2^32.
+inline uint64_t DepthBufferElements(const E3DViewport *v) {
+    const float n = DepthRowLength(v) * v->height;
+    if (!(n > 0.0f) || n >= 4294967296.0f) return 0;
+    return uint64_t(n);
+}
+
 // The current viewport's buffers as a target the fillers can clamp to;
 // frame is null when there is nothing to draw into. The depth pass's rows
 // are also held to what the depth buffer holds.

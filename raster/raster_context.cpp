@@ -41,8 +41,7 @@ RasterTarget CurrentRasterTarget(bool depthPass) {
             t.frame = nullptr;
             return t;
         }
-        const float elements = v->width * v->height;
-        const int64_t rows = elements > 0.0f ? int64_t(double(elements)) / t.pitch : 0;
+        const int64_t rows = int64_t(DepthBufferElements(v) / uint64_t(t.pitch));
         if (rows < t.height) t.height = int32_t(rows);
     }
     return t;

@@ -137,3 +137,53 @@ TEST(Viewport, FailedAllocationsLeaveNothingBehind) {
     EXPECT_EQ(CreateViewport(nullptr, 0, 48, 0, 1), nullptr);
     EXPECT_EQ(CreateViewport(nullptr, 64, 48, 0, 0), nullptr) << "no surface to borrow";
 }
+
+TEST(Viewport, PaddedSurfaceDrawsEveryRowInBothPasses) {
+    // A 64 x 48 picture in rows of 80 pixels: the depth buffer follows the
+    // row length, so the depth pass reaches the last row as the sorted pass
+    // does, and clearing covers every row.
+    constexpr int kWidth = 64, kHeight = 48, kPitch = 80;
+    std::vector<uint16_t> frames[2];
+    for (int depth : {1, 0}) {
+        InitEngine3D();
+        std::vector<uint16_t> pixels(size_t(kPitch) * kHeight, 0x0421);
+        E3DTexture surface{};
+        surface.pixels = pixels.data();
+        surface.pitch = 2 * kPitch;
+        E3DViewport *v = CreateViewport(&surface, kWidth, kHeight, depth, 0);
+        ASSERT_NE(v, nullptr);
+        SetViewportType(v, 0x80000001u);
+        if (depth) ASSERT_NE(v->depthBuffer, nullptr);
+        const float eye[3] = {0, 0, 0}, target[3] = {0, 0, 1};
+        E3DCamera *camera = CreateCamera(eye, target, 0, 60, 1);
+        E3DScene *scene = CreateScene();
+        AssignCameraToScene(scene, camera);
+        SetActiveSceneCamera(scene, camera);
+        SetSceneViewport(scene, v);
+        E3DMesh *m = CreateMesh(4, 2, 0x00FF00);
+        SetMeshVertex(m, 0, -50, 50, 10);
+        SetMeshVertex(m, 1, 50, 50, 10);
+        SetMeshVertex(m, 2, 50, -50, 10);
+        SetMeshVertex(m, 3, -50, -50, 10);
+        SetMeshQuadPolygon(m, 0, 0, 1, 2, 3, 0, 0);
+        m = ValidateMesh(m);
+        SetMeshShadeMode(&m->node, 1);
+        AssignMeshToScene(scene, m, 0);
+        DrawScene(scene);
+        // Again after clearing: every row's depth must have been reset.
+        std::fill(pixels.begin(), pixels.end(), 0x0421);
+        if (depth) ClearViewportDepthBuffer(v, 0);
+        DrawScene(scene);
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kPitch; ++x) {
+                const uint16_t expected = x < kWidth ? 0x03E0 : 0x0421;
+                ASSERT_EQ(pixels[size_t(y) * kPitch + x], expected) << "depth " << depth << " at " << x << ", " << y;
+            }
+        }
+        frames[depth] = pixels;
+        DeleteScene(scene);
+        DeleteViewport(v);
+        ReleaseEngine3D();
+    }
+    EXPECT_EQ(frames[0], frames[1]);
+}
