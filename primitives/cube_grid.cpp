@@ -32,15 +32,15 @@ struct GridArgs {
 void BuildGrid(E3DMesh *m, const void *args, uint32_t colour) {
     const GridArgs &g = *static_cast<const GridArgs *>(args);
     const float *s = g_generatorScale;
-    const float stepX = (1.0f / float(g.columns)) * g.size;
-    const float stepY = (1.0f / float(g.rows)) * g.size;
+    const float stepX = GeneratorStep(g.columns, g.size);
+    const float stepY = GeneratorStep(g.rows, g.size);
     // Running values are accumulated, not multiplied out.
     float y = g.size * 0.5f;
     for (int32_t r = 0; r <= g.rows; ++r, y -= stepY) {
         float x = -g.size * 0.5f;
         for (int32_t c = 0; c <= g.columns; ++c, x += stepX) SetMeshVertex(m, r * (g.columns + 1) + c, x * s[0], y * s[1], 0.0f);
     }
-    const float du = 1.0f / float(g.columns), dv = 1.0f / float(g.rows);
+    const float du = GeneratorStep(g.columns), dv = GeneratorStep(g.rows);
     float v = 0.0f;
     for (int32_t r = 0; r < g.rows; ++r, v += dv) {
         float u = 0.0f;

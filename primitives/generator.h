@@ -19,6 +19,10 @@ using BuildShape = void (*)(E3DMesh *mesh, const void *args, uint32_t colour);
 E3DMesh *Generate(int32_t vertexCount, int32_t polygonCount, uint32_t colour, const float *scale, const char *base,
                   NameCounter counter, BuildShape build, const void *args);
 
+// The step (1 / n) x total, worked out in double and rounded to float once;
+// running values then accumulate it in float.
+inline float GeneratorStep(int32_t n, double total = 1.0) { return float((1.0 / double(n)) * total); }
+
 // Degrees to radians, as the generators have it.
 constexpr float kGeneratorDegrees = 0.017453292f;
 

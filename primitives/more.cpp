@@ -116,7 +116,7 @@ void BuildHemisphere(E3DMesh *m, const void *args, uint32_t colour) {
     const HemisphereArgs &a = *static_cast<const HemisphereArgs *>(args);
     const float *s = g_generatorScale;
     const int32_t n = a.segments;
-    const float latStep = (1.0f / float(a.rings - 1)) * 90.0f, lonStep = (1.0f / float(n)) * 360.0f;
+    const float latStep = GeneratorStep(a.rings - 1, 90.0f), lonStep = GeneratorStep(n, 360.0f);
     SetMeshVertex(m, 0, 0.0f, a.radius * s[1], 0.0f);
     float lat = 90.0f;
     for (int32_t k = 1; k < a.rings; ++k) {
@@ -152,7 +152,7 @@ struct RoundWallArgs {
 // Rings of `sides` vertices from the top down, `segments` + 1 of them.
 void PlaceWall(E3DMesh *m, int32_t first, float radius, const RoundWallArgs &a) {
     const float *s = g_generatorScale;
-    const float angleStep = (1.0f / float(a.sides)) * 360.0f, yStep = a.height / float(a.segments);
+    const float angleStep = GeneratorStep(a.sides, 360.0f), yStep = a.height / float(a.segments);
     float y = a.height * 0.5f;
     for (int32_t r = 0; r <= a.segments; ++r, y -= yStep) {
         if (r == a.segments) y = -a.height * 0.5f;
@@ -165,7 +165,7 @@ void PlaceWall(E3DMesh *m, int32_t first, float radius, const RoundWallArgs &a) 
 // Quads of a wall; `inside` of each is found by `insideOf`.
 template <class InsideOf>
 int32_t WallQuads(E3DMesh *m, int32_t poly, int32_t first, const RoundWallArgs &a, uint32_t colour, InsideOf insideOf) {
-    const float du = 1.0f / float(a.sides), dv = 1.0f / float(a.segments);
+    const float du = GeneratorStep(a.sides), dv = GeneratorStep(a.segments);
     for (int32_t r = 0; r < a.segments; ++r)
         for (int32_t j = 0; j < a.sides; ++j, poly += 2) {
             const int32_t q0 = first + r * a.sides + j, q1 = first + r * a.sides + (j + 1) % a.sides;

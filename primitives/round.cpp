@@ -20,8 +20,8 @@ void BuildSphere(E3DMesh *m, const void *args, uint32_t colour) {
     const SphereArgs &a = *static_cast<const SphereArgs *>(args);
     const float *s = g_generatorScale;
     const int32_t rings = a.rings, segments = a.segments, spare = int32_t(colour);
-    const float latStep = (1.0f / float(rings)) * 180.0f, lonStep = (1.0f / float(segments)) * 360.0f;
-    const float du = 1.0f / float(segments), dv = 1.0f / float(rings);
+    const float latStep = GeneratorStep(rings, 180.0f), lonStep = GeneratorStep(segments, 360.0f);
+    const float du = GeneratorStep(segments), dv = GeneratorStep(rings);
     const int32_t bottom = (rings - 1) * segments + 1;
     SetMeshVertex(m, 0, 0.0f, a.radius * s[1], 0.0f);
     float lat = 90.0f;
@@ -76,7 +76,7 @@ struct TorusArgs {
 void BuildTorus(E3DMesh *m, const void *args, uint32_t colour) {
     const TorusArgs &a = *static_cast<const TorusArgs *>(args);
     const float *s = g_generatorScale;
-    const float ringStep = (1.0f / float(a.segments)) * 360.0f, sideStep = (1.0f / float(a.sides)) * 360.0f;
+    const float ringStep = GeneratorStep(a.segments, 360.0f), sideStep = GeneratorStep(a.sides, 360.0f);
     float ringAngle = 0.0f;
     for (int32_t i = 0; i < a.segments; ++i, ringAngle += ringStep) {
         float sideAngle = 0.0f;
@@ -86,7 +86,7 @@ void BuildTorus(E3DMesh *m, const void *args, uint32_t colour) {
                           d * Sin(ringAngle) * s[2]);
         }
     }
-    const float ds = 1.0f / float(a.segments), dt = 1.0f / float(a.sides);
+    const float ds = GeneratorStep(a.segments), dt = GeneratorStep(a.sides);
     float sCoord = 0.0f;
     for (int32_t i = 0; i < a.segments; ++i, sCoord += ds) {
         float t = 1.0f;
@@ -115,7 +115,7 @@ struct FlatArgs {
 void BuildDisk(E3DMesh *m, const void *args, uint32_t colour) {
     const FlatArgs &a = *static_cast<const FlatArgs *>(args);
     const float *s = g_generatorScale;
-    const float step = (1.0f / float(a.segments)) * 360.0f, du = 1.0f / float(a.segments);
+    const float step = GeneratorStep(a.segments, 360.0f), du = GeneratorStep(a.segments);
     SetMeshVertex(m, 0, 0.0f, 0.0f, 0.0f);
     float angle = 0.0f;
     for (int32_t k = 1; k <= a.segments; ++k, angle += step)
@@ -136,7 +136,7 @@ void BuildRing(E3DMesh *m, const void *args, uint32_t colour) {
     const FlatArgs &a = *static_cast<const FlatArgs *>(args);
     const float *s = g_generatorScale;
     const int32_t n = a.segments;
-    const float step = (1.0f / float(n)) * 360.0f, du = 1.0f / float(n);
+    const float step = GeneratorStep(n, 360.0f), du = GeneratorStep(n);
     float angle = 0.0f;
     for (int32_t k = 0; k < n; ++k, angle += step) {
         SetMeshVertex(m, k, Cos(angle) * a.inner * s[0], Sin(angle) * a.inner * s[1], 0.0f);

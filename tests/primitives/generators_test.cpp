@@ -287,3 +287,35 @@ TEST_F(Generators, BillboardTurnsToTheCamera) {
         EXPECT_EQ(written(), 121) << "mode " << mode;
     }
 }
+
+TEST_F(Generators, StepsAreRoundedOnceAndAccumulatedInFloat) {
+    // The grid's steps: (1 / n) x size worked out exactly, rounded to float
+    // once, then added up in float along the row.
+    int offByAnUlp = 0;  // how many of the counts a float-first step would miss
+    for (float size : {60.0f, 180.0f, 360.0f}) {
+        for (int32_t n = 4; n <= 256; ++n) {
+            E3DMesh *g = GridCreate(size, nullptr, 1, n, 0);
+            ASSERT_NE(g, nullptr);
+            const float step = float((1.0 / double(n)) * double(size));
+            offByAnUlp += step != (1.0f / float(n)) * size;
+            float x = -size * 0.5f;
+            for (int32_t c = 0; c <= n; ++c, x += step) {
+                ASSERT_EQ(g->vertices[c].position[0], x) << n << " columns of " << size << ", column " << c;
+            }
+            DeleteMesh(g);
+        }
+    }
+    EXPECT_GT(offByAnUlp, 0) << "the sizes chosen must tell the two roundings apart";
+    // 360 / 30 and 360 / 15 are whole: every second meridian of a 30-segment
+    // sphere is a meridian of a 15-segment one, to the bit.
+    E3DMesh *fine = SphereCreate(1.0f, nullptr, 4, 30, 0), *coarse = SphereCreate(1.0f, nullptr, 4, 15, 0);
+    ASSERT_NE(fine, nullptr);
+    ASSERT_NE(coarse, nullptr);
+    for (int32_t ring = 0; ring < 3; ++ring)
+        for (int32_t j = 0; j < 15; ++j)
+            for (int a = 0; a < 3; ++a)
+                EXPECT_EQ(fine->vertices[1 + ring * 30 + 2 * j].position[a], coarse->vertices[1 + ring * 15 + j].position[a])
+                    << "ring " << ring << " meridian " << j;
+    DeleteMesh(fine);
+    DeleteMesh(coarse);
+}
