@@ -9,7 +9,7 @@ struct CubeArgs {
     float size;
 };
 
-void BuildCube(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildCube(E3DMesh *m, const void *args, uint32_t colour) {
     const float h = static_cast<const CubeArgs *>(args)->size * 0.5f;
     const float *s = g_generatorScale;
     static const float sign[8][3] = {{-1, 1, -1}, {1, 1, -1}, {1, -1, -1}, {-1, -1, -1},
@@ -22,6 +22,7 @@ void BuildCube(E3DMesh *m, const void *args, uint32_t colour) {
         SetMeshQuadPolygon(m, 2 * f, faces[f][0], faces[f][1], faces[f][2], faces[f][3], int32_t(colour), f);
         SetMeshQuadTexCoords(m, 2 * f, 0, 0, 1, 0, 1, 1, 0, 1);
     }
+    return true;
 }
 
 struct GridArgs {
@@ -29,7 +30,7 @@ struct GridArgs {
     int32_t rows, columns;
 };
 
-void BuildGrid(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildGrid(E3DMesh *m, const void *args, uint32_t colour) {
     const GridArgs &g = *static_cast<const GridArgs *>(args);
     const float *s = g_generatorScale;
     const float stepX = GeneratorStep(g.columns, g.size);
@@ -59,6 +60,7 @@ void BuildGrid(E3DMesh *m, const void *args, uint32_t colour) {
             if (r == g.rows - 1) second.flags |= 0x200u;
         }
     }
+    return true;
 }
 
 }  // namespace

@@ -12,10 +12,13 @@ E3DMesh *Generate(int32_t vertexCount, int32_t polygonCount, uint32_t colour, co
     E3DMesh *mesh = CreateMesh(vertexCount, polygonCount, colour);
     if (!mesh) return nullptr;
     for (int i = 0; i < 3; ++i) g_generatorScale[i] = scale ? scale[i] : 1.0f;
-    build(mesh, args, colour);
-    CalcMeshPolygonsNormal(mesh);
-    CalcMeshVerticesNormal(mesh);
-    mesh->boundingBox = CreateAABB(mesh);
+    const bool built = build(mesh, args, colour);
+    if (built) {
+        CalcMeshPolygonsNormal(mesh);
+        CalcMeshVerticesNormal(mesh);
+    }
+    // Normals that could not be allocated count as a failure too.
+    if (built && mesh->vertexNormals) mesh->boundingBox = CreateAABB(mesh);
     if (!mesh->boundingBox) {
         DeleteMesh(mesh);
         return nullptr;

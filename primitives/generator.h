@@ -12,10 +12,12 @@ namespace e3d {
 // The engine-wide scratch scale vector the generators share.
 extern float g_generatorScale[3];
 
-using BuildShape = void (*)(E3DMesh *mesh, const void *args, uint32_t colour);
+// Fills the mesh; false when it could not (a scratch allocation failed).
+using BuildShape = bool (*)(E3DMesh *mesh, const void *args, uint32_t colour);
 
-// CreateMesh, scale vector, `build`, normals, bounding box (failure deletes
-// the half-built mesh and leaves the counter alone), then the default name.
+// CreateMesh, scale vector, `build`, normals, bounding box (any failure
+// deletes the half-built mesh and leaves the counter alone), then the
+// default name. No partial mesh is ever returned.
 E3DMesh *Generate(int32_t vertexCount, int32_t polygonCount, uint32_t colour, const float *scale, const char *base,
                   NameCounter counter, BuildShape build, const void *args);
 

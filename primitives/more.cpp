@@ -58,7 +58,7 @@ struct ChCubeArgs {
 // Vertex of face (axis, sign) at the inset corner (su, sv) of its two other axes.
 int32_t FaceVertex(int axis, int sign, int su, int sv) { return (axis * 2 + (sign > 0)) * 4 + (su > 0) * 2 + (sv > 0); }
 
-void BuildChCube(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildChCube(E3DMesh *m, const void *args, uint32_t colour) {
     const ChCubeArgs &a = *static_cast<const ChCubeArgs *>(args);
     const float *s = g_generatorScale;
     const float h = a.size * 0.5f, inset = h - a.chamfer;
@@ -103,6 +103,7 @@ void BuildChCube(E3DMesh *m, const void *args, uint32_t colour) {
                 for (int axis = 0; axis < 3; ++axis) v[axis] = FaceVertex(axis, sign[axis], sign[(axis + 1) % 3], sign[(axis + 2) % 3]);
                 Tri(m, poly++, v[0], v[1], v[2], kOrigin, colour, 7);
             }
+    return true;
 }
 
 // ---- hemisphere -----------------------------------------------------------
@@ -112,7 +113,7 @@ struct HemisphereArgs {
     int32_t rings, segments, open;
 };
 
-void BuildHemisphere(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildHemisphere(E3DMesh *m, const void *args, uint32_t colour) {
     const HemisphereArgs &a = *static_cast<const HemisphereArgs *>(args);
     const float *s = g_generatorScale;
     const int32_t n = a.segments;
@@ -140,6 +141,7 @@ void BuildHemisphere(E3DMesh *m, const void *args, uint32_t colour) {
         SetMeshVertex(m, centre, 0.0f, 0.0f, 0.0f);
         for (int32_t j = 0; j < n; ++j) Tri(m, p++, centre, equator + j, equator + (j + 1) % n, inside, colour, 1);
     }
+    return true;
 }
 
 // ---- cylinder and tube ----------------------------------------------------
@@ -178,7 +180,7 @@ int32_t WallQuads(E3DMesh *m, int32_t poly, int32_t first, const RoundWallArgs &
     return poly;
 }
 
-void BuildCylinder(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildCylinder(E3DMesh *m, const void *args, uint32_t colour) {
     const RoundWallArgs &a = *static_cast<const RoundWallArgs *>(args);
     const int32_t rings = (a.segments + 1) * a.sides, top = rings, bottom = rings + 1;
     PlaceWall(m, 0, a.outer, a);
@@ -189,9 +191,10 @@ void BuildCylinder(E3DMesh *m, const void *args, uint32_t colour) {
     const int32_t last = a.segments * a.sides;
     for (int32_t j = 0; j < a.sides; ++j) Tri(m, p++, top, j, (j + 1) % a.sides, kOrigin, colour, 1);
     for (int32_t j = 0; j < a.sides; ++j) Tri(m, p++, bottom, last + j, last + (j + 1) % a.sides, kOrigin, colour, 2);
+    return true;
 }
 
-void BuildTube(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildTube(E3DMesh *m, const void *args, uint32_t colour) {
     const RoundWallArgs &a = *static_cast<const RoundWallArgs *>(args);
     const int32_t wall = (a.segments + 1) * a.sides;
     PlaceWall(m, 0, a.outer, a);
@@ -221,6 +224,7 @@ void BuildTube(E3DMesh *m, const void *args, uint32_t colour) {
         Quad(m, p, lastRing + j, lastRing + j1, wall + lastRing + j1, wall + lastRing + j, in, colour, 2);
         p += 2;
     }
+    return true;
 }
 
 // ---- geodesic sphere ------------------------------------------------------
@@ -252,7 +256,7 @@ int32_t Midpoint(EdgeTable &t, E3DMesh *m, int32_t &next, int32_t a, int32_t b, 
     return next++;
 }
 
-void BuildGeoSphere(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildGeoSphere(E3DMesh *m, const void *args, uint32_t colour) {
     const GeoArgs &a = *static_cast<const GeoArgs *>(args);
     // Icosahedron on the unit sphere, then split each face in four per level,
     // pushing new vertices out to the radius; the scale is applied last.
@@ -297,13 +301,15 @@ void BuildGeoSphere(E3DMesh *m, const void *args, uint32_t colour) {
         }
         for (int32_t f = 0; f < count; ++f) Tri(m, f, src[3 * f], src[3 * f + 1], src[3 * f + 2], kOrigin, colour, 0);
     }
+    const bool built = tri && table.keys && table.values;
     for (void *block : {static_cast<void *>(tri), static_cast<void *>(table.keys), static_cast<void *>(table.values)})
         if (block) FreeMemory(block);
+    return built;
 }
 
 // ---- billboard ------------------------------------------------------------
 
-void BuildBillboard(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildBillboard(E3DMesh *m, const void *args, uint32_t colour) {
     const float h = *static_cast<const float *>(args) * 0.5f;
     const float *s = g_generatorScale;
     // A square in z = 0 whose front faces -z, toward a camera looking along +z.
@@ -313,6 +319,7 @@ void BuildBillboard(E3DMesh *m, const void *args, uint32_t colour) {
     SetMeshVertex(m, 3, -h * s[0], -h * s[1], 0.0f);
     SetMeshQuadPolygon(m, 0, 0, 1, 2, 3, int32_t(colour), 0);
     SetMeshQuadTexCoords(m, 0, 0, 0, 1, 0, 1, 1, 0, 1);
+    return true;
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ struct SphereArgs {
     int32_t rings, segments;
 };
 
-void BuildSphere(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildSphere(E3DMesh *m, const void *args, uint32_t colour) {
     const SphereArgs &a = *static_cast<const SphereArgs *>(args);
     const float *s = g_generatorScale;
     const int32_t rings = a.rings, segments = a.segments, spare = int32_t(colour);
@@ -66,6 +66,7 @@ void BuildSphere(E3DMesh *m, const void *args, uint32_t colour) {
     }
     SetMeshTriPolygon(m, p, bottom, bottom - 1, firstOfLast, spare, 0);
     SetMeshTriTexCoords(m, p, bu, vBottom, bu, vLast, bu + du, vLast);
+    return true;
 }
 
 struct TorusArgs {
@@ -73,7 +74,7 @@ struct TorusArgs {
     int32_t sides, segments;
 };
 
-void BuildTorus(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildTorus(E3DMesh *m, const void *args, uint32_t colour) {
     const TorusArgs &a = *static_cast<const TorusArgs *>(args);
     const float *s = g_generatorScale;
     const float ringStep = GeneratorStep(a.segments, 360.0f), sideStep = GeneratorStep(a.sides, 360.0f);
@@ -105,6 +106,7 @@ void BuildTorus(E3DMesh *m, const void *args, uint32_t colour) {
             SetMeshTriTexCoords(m, 2 * cur + 1, sCoord, t, sCoord, t - dt, sCoord + ds, t - dt);
         }
     }
+    return true;
 }
 
 struct FlatArgs {
@@ -112,7 +114,7 @@ struct FlatArgs {
     int32_t segments;
 };
 
-void BuildDisk(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildDisk(E3DMesh *m, const void *args, uint32_t colour) {
     const FlatArgs &a = *static_cast<const FlatArgs *>(args);
     const float *s = g_generatorScale;
     const float step = GeneratorStep(a.segments, 360.0f), du = GeneratorStep(a.segments);
@@ -130,9 +132,10 @@ void BuildDisk(E3DMesh *m, const void *args, uint32_t colour) {
         else SetMeshTriTexCoords(m, i - 1, u, 0.0f, u + du, 1.0f, u, 1.0f);
         if (!closing) u += du;
     }
+    return true;
 }
 
-void BuildRing(E3DMesh *m, const void *args, uint32_t colour) {
+bool BuildRing(E3DMesh *m, const void *args, uint32_t colour) {
     const FlatArgs &a = *static_cast<const FlatArgs *>(args);
     const float *s = g_generatorScale;
     const int32_t n = a.segments;
@@ -149,6 +152,7 @@ void BuildRing(E3DMesh *m, const void *args, uint32_t colour) {
         SetMeshQuadTexCoords(m, 2 * k, u, 0.0f, u + du, 0.0f, u + du, 1.0f, u, 1.0f);
         if (k < n - 1) u += du;
     }
+    return true;
 }
 
 // Guard: counts whose products do not fit are refused.

@@ -380,7 +380,9 @@ extern "C" E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh) {
     CalcMeshPolygonsNormal(mesh);
     CalcMeshVerticesNormal(mesh);
     FreeBoundingBox(mesh);
-    mesh->boundingBox = CreateAABB(mesh);
+    // Normals that could not be allocated fail validation as a failed
+    // bounding box does: no mesh without its normals is handed out.
+    if (mesh->vertexNormals) mesh->boundingBox = CreateAABB(mesh);
     if (!mesh->boundingBox) {
         DeleteMesh(mesh);
         return nullptr;

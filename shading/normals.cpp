@@ -92,9 +92,14 @@ extern "C" E3D_API void CalcMeshVerticesNormal(E3DMesh *mesh) {
         for (uint32_t i = 0; i < polygons; ++i) keys[i] = (mesh->polygons[i].flags >> 12) & 31u;
         ResetRadixSort(polygons, order);
         RadixLongSorter(polygons, keys, order, 0);
+        // The sorter leaves the order as it was when its scratch array cannot
+        // be had; that order only serves when it is sorted already.
+        bool grouped = true;
+        for (uint32_t k = 1; k < polygons && grouped; ++k) grouped = keys[order[k - 1]] <= keys[order[k]];
+        const uint32_t walked = grouped ? polygons : 0;  // else no normals are made
         uint32_t group = 0, previousKey = ~0u;
         int32_t count = 0;
-        for (uint32_t k = 0; k < polygons; ++k) {
+        for (uint32_t k = 0; k < walked; ++k) {
             E3DPolygon &p = mesh->polygons[order[k]];
             if (keys[order[k]] != previousKey) {
                 previousKey = keys[order[k]];
@@ -128,7 +133,7 @@ extern "C" E3D_API void CalcMeshVerticesNormal(E3DMesh *mesh) {
             const float k = FastRSqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
             n[0] *= k, n[1] *= k, n[2] *= k;
         }
-        float *final = Take<float>(uint64_t(count) * 3);
+        float *final = grouped ? Take<float>(uint64_t(count) * 3) : nullptr;
         if (final) {
             std::memcpy(final, work, size_t(count) * 3 * sizeof(float));
             mesh->vertexNormals = final;

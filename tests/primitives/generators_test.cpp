@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <vector>
 #include <utility>
@@ -318,4 +319,79 @@ TEST_F(Generators, StepsAreRoundedOnceAndAccumulatedInFloat) {
                     << "ring " << ring << " meridian " << j;
     DeleteMesh(fine);
     DeleteMesh(coarse);
+}
+
+TEST_F(Generators, EveryFailedAllocationGivesNullLeavesNothingAndCountsNothing) {
+    using Make = std::function<E3DMesh *()>;
+    const std::vector<std::pair<const char *, Make>> makers = {
+        {"cube", [] { return CubeCreate(2.0f, nullptr, 0); }},
+        {"grid", [] { return GridCreate(2.0f, nullptr, 3, 4, 0); }},
+        {"sphere", [] { return SphereCreate(1.0f, nullptr, 5, 6, 0); }},
+        {"torus", [] { return TorusCreate(2.0f, 0.5f, nullptr, 5, 6, 0); }},
+        {"disk", [] { return DiskCreate(1.0f, nullptr, 6, 0); }},
+        {"ring", [] { return RingCreate(2.0f, 1.0f, nullptr, 6, 0); }},
+        {"chamfered cube", [] { return ChCubeCreate(2.0f, 0.3f, nullptr, 0); }},
+        {"hemisphere", [] { return HemisphereCreate(1.0f, nullptr, 5, 6, 0, 0); }},
+        {"geosphere", [] { return GeoSphereCreate(1.0f, nullptr, 2, 0); }},
+        {"cylinder", [] { return CylinderCreate(1.0f, 2.0f, nullptr, 6, 2, 0); }},
+        {"tube", [] { return TubeCreate(2.0f, 1.0f, 2.0f, nullptr, 6, 2, 0); }},
+        {"billboard", [] { return BillboardCreate(1.0f, nullptr, 0); }},
+    };
+    for (const auto &[what, make] : makers) {
+        const int points = e3dtest::ForEachAllocationFailure<E3DMesh>(
+            [&] {
+                int32_t counters[e3d::kCounterKinds];
+                std::copy(std::begin(e3d::g_engine.nameCounters), std::end(e3d::g_engine.nameCounters), counters);
+                E3DMesh *m = make();
+                if (!m) {
+                    EXPECT_TRUE(std::equal(std::begin(counters), std::end(counters),
+                                           std::begin(e3d::g_engine.nameCounters)))
+                        << what << ": a failed generator advanced a name counter";
+                } else {
+                    EXPECT_NE(m->vertexNormals, nullptr) << what;
+                    EXPECT_NE(m->boundingBox, nullptr) << what;
+                }
+                return m;
+            },
+            // The sort's scratch array may fail without harm where the
+            // polygons are in order already: then a whole mesh comes back.
+            [](E3DMesh *m) { DeleteMesh(m); }, false);
+        EXPECT_GE(points, 4) << what;
+    }
+}
+
+TEST_F(Generators, ValidationFailsWholeWhenAnAllocationFails) {
+    for (bool grown : {true, false}) {
+        for (int k = 1;; ++k) {
+            e3dtest::LeakCheck leaks;
+            E3DMesh *m = grown ? CreateMesh(0, 0, 0x808080) : CreateMesh(5, 3, 0x808080);
+            for (int i = 0; i < 5; ++i) {
+                if (grown) AddMeshVertex(m, float(i), float(i & 1), 0.0f);
+                else SetMeshVertex(m, i, float(i), float(i & 1), 0.0f);
+            }
+            for (int i = 0; i < 3; ++i) {
+                if (grown) AddMeshTriPolygon(m, i, i + 1, i + 2, 0, 0);
+                else SetMeshTriPolygon(m, i, i, i + 1, i + 2, 0, 0);
+            }
+            HostMemoryFailNth(k);
+            E3DMesh *v = ValidateMesh(m);
+            const bool failureUsed = HostMemoryPendingFailure() == 0;
+            HostMemoryFailNth(0);
+            if (!failureUsed) {
+                ASSERT_NE(v, nullptr);
+                DeleteMesh(v);
+                leaks.Check();
+                EXPECT_GT(k, 3) << "validation allocates the new record, normals and box";
+                break;
+            }
+            // Null, or (the sort's harmless scratch failure) a whole mesh.
+            if (v) {
+                EXPECT_NE(v->vertexNormals, nullptr) << (grown ? "grown" : "one-block") << ", allocation " << k;
+                EXPECT_NE(v->boundingBox, nullptr) << (grown ? "grown" : "one-block") << ", allocation " << k;
+                DeleteMesh(v);
+            }
+            leaks.Check();
+            if (HasFailure()) return;
+        }
+    }
 }
