@@ -811,7 +811,8 @@ E3D_API void SetBonePosition(E3DBone *bone, const float *xyz, uint32_t flags);
  * root, starting the skeleton afresh) and frees the given bone; 1 on
  * success, 0 when the parent is unknown (the bone stays the caller's).
  * Beyond the letter: a fresh root frees the former bones instead of
- * abandoning them. */
+ * abandoning them; at most 128 bones (indices 0..127, what a signed byte
+ * holds), and at most 255 children a bone: a bone past either gets 0. */
 E3D_API int32_t AttachBoneToSkeleton(E3DSkeleton *skeleton, const char *parentName, E3DBone *bone,
                                      const char *boneName);
 /* The bone of that name inside the skeleton, or NULL. */

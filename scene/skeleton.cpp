@@ -153,7 +153,8 @@ extern "C" E3D_API int32_t AttachBoneToSkeleton(E3DSkeleton *skeleton, const cha
     const int32_t parent = FindName(skeleton, parentName);
     if (parent < 0 || !skeleton->bones[parent]) return 0;
     const int32_t count = skeleton->boneCount;
-    if (count >= 127 || skeleton->bones[parent]->childCount == 255) return 0;  // Guard: index fields are bytes
+    // Guard: bone indices are signed bytes (0 .. 127) and child counts bytes.
+    if (count >= 128 || skeleton->bones[parent]->childCount == 255) return 0;
     size_t total = 0;
     for (int32_t i = 0; i < count; ++i) total += SlotSize(skeleton->bones[i]->childCount + (i == parent ? 1u : 0u));
     total += SlotSize(0);

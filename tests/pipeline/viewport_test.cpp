@@ -153,7 +153,9 @@ TEST(Viewport, PaddedSurfaceDrawsEveryRowInBothPasses) {
         E3DViewport *v = CreateViewport(&surface, kWidth, kHeight, depth, 0);
         ASSERT_NE(v, nullptr);
         SetViewportType(v, 0x80000001u);
-        if (depth) ASSERT_NE(v->depthBuffer, nullptr);
+        if (depth) {
+            ASSERT_NE(v->depthBuffer, nullptr);
+        }
         const float eye[3] = {0, 0, 0}, target[3] = {0, 0, 1};
         E3DCamera *camera = CreateCamera(eye, target, 0, 60, 1);
         E3DScene *scene = CreateScene();

@@ -1,6 +1,8 @@
 // Cameras, lights and their lists, the view matrix and skeletons.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -218,5 +220,27 @@ TEST(Skeleton, BoneTreeAndLookups) {
     EXPECT_EQ(SearchSkeletonByName(scene, "hip"), s);
     DeleteBone(orphan);
     DeleteScene(scene);  // deletes the skeleton
+    leaks.Check();
+}
+
+TEST(Skeleton, EveryIndexASignedByteHoldsAndNoMore) {
+    LeakCheck leaks;
+    E3DSkeleton *s = CreateSkeleton();
+    ASSERT_EQ(AttachBoneToSkeleton(s, nullptr, SetBoneRoot(CreateBone()), "b0"), 1);
+    for (int i = 1; i < 128; ++i) {
+        char name[8], parent[8];
+        std::snprintf(name, sizeof name, "b%d", i);
+        std::snprintf(parent, sizeof parent, "b%d", i - 1);
+        ASSERT_EQ(AttachBoneToSkeleton(s, parent, CreateBone(), name), 1) << "bone " << i;
+    }
+    EXPECT_EQ(s->boneCount, 128);
+    EXPECT_EQ(GetBoneIndexByName(s, "b127"), 127);
+    EXPECT_EQ(s->bones[127]->parentIndex, 126);
+    E3DBone *extra = CreateBone();
+    EXPECT_EQ(AttachBoneToSkeleton(s, "b127", extra, "b128"), 0) << "index 128 does not fit a signed byte";
+    EXPECT_EQ(s->boneCount, 128);
+    EXPECT_EQ(s->bones[127]->childCount, 0);
+    DeleteBone(extra);
+    DeleteSkeleton(s);
     leaks.Check();
 }
