@@ -830,7 +830,9 @@ E3D_API int32_t GetBoneIndexByName(const E3DSkeleton *skeleton, const char *name
  * depth) buffer between frames. Bone-deformed meshes (kind 2) are not drawn
  * yet. Lights shine on a mesh only from its light list (AssignLightToMesh,
  * or AssignLightToScene with flags 1); a lit mesh without lights is lit by a
- * headlight from the eye. */
+ * headlight from the eye. The walk (world matrices, box flags, counts) runs
+ * even when the scene has no polygon list. Guard: a mesh the list has no
+ * room left for (after a failed allocation) is not drawn. */
 E3D_API void DrawScene(E3DScene *scene);
 /* Draws an active mesh and its mesh children through the mesh's viewport and
  * that viewport's camera; returns the entries emitted (do not rely on it).

@@ -28,6 +28,7 @@ const StageRoutine *g_sceneStages;
 const StageRoutine *g_meshStages;
 const StageRoutine *g_stages;
 uint32_t g_count;
+uint32_t g_capacity;  // entries the frame's list holds
 int32_t g_visibleMeshes;
 
 E3DMesh *AsMesh(E3DNode *n) { return reinterpret_cast<E3DMesh *>(n); }
@@ -116,6 +117,10 @@ void PrepareObject(E3DNode *node, const float *view) {
 }
 
 uint32_t RunStage(E3DMesh *mesh, int firstSlot) {
+    // Guard: a stage emits at most one entry a polygon; a mesh the list has
+    // no room for (its allocation failed) is not staged rather than written
+    // past the list.
+    if (uint32_t(mesh->polygonCount) > g_capacity - g_count) return 0;
     SetUpMeshProjection(mesh);
     return g_stages[firstSlot + ((mesh->state & 7u) == 1u ? 0 : 1)](mesh);
 }
@@ -204,6 +209,7 @@ void StartLists(E3DSortEntry *entries, int32_t capacity, bool depthBuffered) {
     g_lists.sortedCount = 0;
     g_lists.opaqueCount = 0;
     g_count = 0;
+    g_capacity = entries && capacity > 0 ? uint32_t(capacity) : 0u;
 }
 
 inline void Draw(const E3DSortEntry &entry, bool depthBuffered) {
@@ -250,9 +256,9 @@ extern "C" E3D_API void DrawScene(E3DScene *scene) {
     const bool depthBuffered = (viewport->flags & 8u) != 0 && viewport->depthBuffer;
     g_sceneStages = depthBuffered ? kDepthBufferedStages : kPainterStages;
     g_stages = g_sceneStages;
-    // Guard: without a polygon list there is nowhere to put entries.
+    // The walk runs even without a polygon list (matrices, box flags and
+    // counts are the frame's either way); only drawing needs the list.
     const int32_t capacity = scene->sortEntries ? scene->sortCapacity : 0;
-    if (capacity <= 0) return;
     StartLists(scene->sortEntries, capacity, depthBuffered);
     LoadFrame(viewport, camera);
     for (int32_t i = 0; i < scene->meshes.count; ++i) {
@@ -266,6 +272,7 @@ extern "C" E3D_API void DrawScene(E3DScene *scene) {
     for (int32_t i = 0; i < scene->meshes.count; ++i) TopLevelWalk(static_cast<E3DMesh *>(scene->meshes.items[i]));
     scene->visibleMeshCount = g_visibleMeshes;
     scene->count = int32_t(g_count);
+    if (capacity <= 0) return;
     SortAndDraw(scene->sortEntries, scene->sortBuffer, capacity, depthBuffered, false, viewport, camera);
 }
 

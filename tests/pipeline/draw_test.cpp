@@ -268,3 +268,41 @@ TEST(Frame, RandomScenesNeverWriteOutsideTheBuffers) {
         ASSERT_TRUE(s.GuardsIntact()) << "round " << round;
     }
 }
+
+TEST(Frame, WalkRunsWithoutAPolygonListAndNoStageOutgrowsTheList) {
+    for (bool depth : {true, false}) {
+        Stage s(depth);
+        E3DMesh *near = Square(1.0f, 10.0f, 0xFF0000, -3.0f);
+        E3DMesh *far = Square(1.0f, 10.0f, 0x00FF00, 3.0f);
+        AssignMeshToScene(s.scene, near, 0);
+        AssignMeshToScene(s.scene, far, 0);
+        ASSERT_EQ(s.scene->sortCapacity, 4);
+        // A list that could not be had: the frame still walks the scene.
+        const int32_t capacity = s.scene->sortCapacity;
+        s.scene->sortCapacity = 0;
+        SetMeshModelPosition(near, 0.0f, 0.0f, 5.0f);
+        SetMeshModelPosition(far, 1000.0f, 0.0f, 0.0f);  // off to the side
+        DrawScene(s.scene);
+        EXPECT_EQ(near->worldMatrix[11], 5.0f) << "world matrices are refreshed";
+        EXPECT_EQ(far->worldMatrix[3], 1000.0f);
+        EXPECT_NE(far->state & 0x20000u, 0u) << "the box test marks the mesh outside the view";
+        EXPECT_EQ(near->state & 0x20000u, 0u);
+        EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 1);
+        EXPECT_EQ(s.scene->count, 0);
+        EXPECT_EQ(s.Written(), 0);
+        // A list too short for the second mesh: the first is drawn, nothing
+        // is written past the list.
+        SetMeshModelPosition(near, 0.0f, 0.0f, 0.0f);
+        SetMeshModelPosition(far, 0.0f, 0.0f, 0.0f);
+        s.scene->sortCapacity = 2;
+        DrawScene(s.scene);
+        EXPECT_EQ(s.scene->count, 2);
+        EXPECT_EQ(s.At(32 - 17, 24), 0x7C00);
+        EXPECT_EQ(s.At(32 + 17, 24), kBackground);
+        s.scene->sortCapacity = capacity;
+        DrawScene(s.scene);
+        EXPECT_EQ(s.scene->count, 4);
+        EXPECT_EQ(s.At(32 + 17, 24), 0x03E0);
+        EXPECT_TRUE(s.GuardsIntact());
+    }
+}
