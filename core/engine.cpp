@@ -6,7 +6,7 @@
 
 #include "core/engine_state.h"
 #include "e3dhost.h"
-#include "raster/raster_tables.h"
+#include "core/lifecycle_links.h"
 
 namespace e3d {
 

@@ -1,41 +1,16 @@
-// Node tree operations. A mesh hung under a mesh is drawn and sorted as part
-// of its root's tree, so attaching and detaching move polygon counts and sort
-// buffers between trees (and the scenes that hold them).
+// Node tree operations. What a mesh hung under a mesh means for polygon
+// counts and sort buffers is the mesh code's business (core/node_links.h).
 #include "core/node.h"
 
 #include <cstring>
 #include <initializer_list>
 
 #include "e3dhost.h"
-#include "scene/mesh.h"
-#include "scene/scene_links.h"
+#include "core/node_links.h"
 
 namespace e3d {
 
 namespace {
-
-E3DMesh *AsMesh(E3DNode *n) { return reinterpret_cast<E3DMesh *>(n); }
-
-E3DNode *RootOf(E3DNode *n) {
-    while (n->parent) n = n->parent;
-    return n;
-}
-
-// Adds delta to the tree polygon count of every mesh from `from` up to the root.
-void AddToTreeCounts(E3DNode *from, int32_t delta) {
-    for (E3DNode *n = from; n; n = n->parent) {
-        if (IsMeshNode(n)) AsMesh(n)->treePolygonCount += delta;
-    }
-}
-
-// The scenes holding the root resize their lists; a root outside every scene
-// gets a fresh buffer of its own.
-void ResizeTree(E3DNode *parent, int32_t delta) {
-    E3DNode *root = RootOf(parent);
-    if (!IsMeshNode(root)) return;
-    E3DMesh *rootMesh = AsMesh(root);
-    if (!ResizeScenesHoldingRoot(rootMesh, delta)) ReplaceSortBuffer(rootMesh, rootMesh->treePolygonCount);
-}
 
 bool MeshUnderMesh(const E3DNode *parent, const E3DNode *child) {
     return NodeType(parent) == 1 && IsMeshNode(child);
@@ -57,7 +32,7 @@ void DetachAllChildren(E3DNode *node) {
         E3DNode *child = node->children[0];
         if (child->childCount > 0) DetachAllChildren(child);
         DetachChildFromNode(node, child);
-        if (NodeType(child) == 1) ReleaseMesh(AsMesh(child));
+        if (NodeType(child) == 1) ReleaseMeshNode(child);
     }
 }
 
@@ -78,14 +53,7 @@ extern "C" E3D_API int32_t AttachChildToNode(E3DNode *parent, E3DNode *child) {
     parent->children = grown;
     parent->childCount = int16_t(count);
     child->parent = parent;
-    if (MeshUnderMesh(parent, child)) {
-        E3DMesh *childMesh = AsMesh(child);
-        // From now on the child is drawn as part of its root's tree.
-        RemoveMeshFromAllScenes(childMesh, 0);
-        AddToTreeCounts(parent, childMesh->treePolygonCount);
-        FreeSortBuffer(childMesh);
-        ResizeTree(parent, childMesh->treePolygonCount);
-    }
+    if (MeshUnderMesh(parent, child)) MeshAttachedUnderMesh(parent, child);
     return 1;
 }
 
@@ -119,11 +87,6 @@ extern "C" E3D_API int32_t DetachChildFromNode(E3DNode *parent, E3DNode *child) 
     }
     child->parent = nullptr;
     parent->childCount -= 1;
-    if (!MeshUnderMesh(parent, child)) return 1;
-    E3DMesh *childMesh = AsMesh(child);
-    AddToTreeCounts(parent, -childMesh->treePolygonCount);
-    ResizeTree(parent, -childMesh->treePolygonCount);
-    // The child is a root of its own tree now, outside every scene.
-    ReplaceSortBuffer(childMesh, childMesh->treePolygonCount);
+    if (MeshUnderMesh(parent, child)) MeshDetachedFromMesh(parent, child);
     return 1;
 }

@@ -1,9 +1,5 @@
-// Rasteriser lookup tables, built at engine start and freed at release.
+// Rasteriser lookup tables, built at engine start and freed at release
+// (declared with the lifecycle's other start-up work).
 #pragma once
 
-namespace e3d {
-
-void BuildRasterTables();
-void ReleaseRasterTables();
-
-}  // namespace e3d
+#include "core/lifecycle_links.h"

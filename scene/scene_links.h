@@ -1,7 +1,7 @@
-// What the node tree and mesh deletion need from scenes: taking a mesh out of
-// every scene, and resizing the polygon lists of scenes that hold a tree's
-// root. The scene code defines them; with no scene in the chain they find
-// nothing, and the callers fall back to the mesh's own sort buffer.
+// What the mesh side of the node tree and mesh deletion need from scenes:
+// taking a mesh out of every scene, and resizing the polygon lists of scenes
+// that hold a tree's root. With no scene in the chain they find nothing, and
+// the callers fall back to the mesh's own sort buffer.
 #pragma once
 
 #include <cstdint>

@@ -1,0 +1,56 @@
+// The mesh side of the node tree: tree polygon counts and sort buffers move
+// with the meshes hung under meshes.
+#include "core/node.h"
+#include "core/node_links.h"
+#include "scene/mesh.h"
+#include "scene/scene_links.h"
+
+namespace e3d {
+
+namespace {
+
+E3DMesh *AsMesh(E3DNode *n) { return reinterpret_cast<E3DMesh *>(n); }
+
+E3DNode *RootOf(E3DNode *n) {
+    while (n->parent) n = n->parent;
+    return n;
+}
+
+// Adds delta to the tree polygon count of every mesh from `from` up to the root.
+void AddToTreeCounts(E3DNode *from, int32_t delta) {
+    for (E3DNode *n = from; n; n = n->parent) {
+        if (IsMeshNode(n)) AsMesh(n)->treePolygonCount += delta;
+    }
+}
+
+// The scenes holding the root resize their lists; a root outside every scene
+// gets a fresh buffer of its own.
+void ResizeTree(E3DNode *parent, int32_t delta) {
+    E3DNode *root = RootOf(parent);
+    if (!IsMeshNode(root)) return;
+    E3DMesh *rootMesh = AsMesh(root);
+    if (!ResizeScenesHoldingRoot(rootMesh, delta)) ReplaceSortBuffer(rootMesh, rootMesh->treePolygonCount);
+}
+
+}  // namespace
+
+void MeshAttachedUnderMesh(E3DNode *parent, E3DNode *child) {
+    E3DMesh *childMesh = AsMesh(child);
+    // From now on the child is drawn as part of its root's tree.
+    RemoveMeshFromAllScenes(childMesh, 0);
+    AddToTreeCounts(parent, childMesh->treePolygonCount);
+    FreeSortBuffer(childMesh);
+    ResizeTree(parent, childMesh->treePolygonCount);
+}
+
+void MeshDetachedFromMesh(E3DNode *parent, E3DNode *child) {
+    E3DMesh *childMesh = AsMesh(child);
+    AddToTreeCounts(parent, -childMesh->treePolygonCount);
+    ResizeTree(parent, -childMesh->treePolygonCount);
+    // The child is a root of its own tree now, outside every scene.
+    ReplaceSortBuffer(childMesh, childMesh->treePolygonCount);
+}
+
+void ReleaseMeshNode(E3DNode *mesh) { ReleaseMesh(AsMesh(mesh)); }
+
+}  // namespace e3d
