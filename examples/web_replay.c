@@ -3,6 +3,7 @@
  * against this native build pixel for pixel.
  *
  * usage: web_replay SCRIPT OUTPUT
+ *        web_replay --bench N     (times N frames the way the page does)
  * SCRIPT is space-separated tokens: fN renders N frames (1/60 s each) and
  * then writes the frame buffer; dX,Y drags by X,Y pixels; wN turns the
  * wheel N notches; kC presses key C (k_ is Space). OUTPUT receives the
@@ -10,6 +11,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <time.h>
 
 #include "web_host.h"
 
@@ -55,9 +57,40 @@ static int Play(const char *token, FILE *out) {
     }
 }
 
+static double NowMs(void) {
+    struct timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return (double)t.tv_sec * 1e3 + (double)t.tv_nsec * 1e-6;
+}
+
+static int CompareDoubles(const void *a, const void *b) {
+    const double x = *(const double *)a, y = *(const double *)b;
+    return (x > y) - (x < y);
+}
+
+/* The page's timing mode: warm up, then the mean and median of N frames. */
+static int Bench(long n) {
+    double *times = n > 0 ? (double *)malloc(sizeof(double) * (size_t)n) : NULL;
+    if (!times || !WebHostStart()) return 1;
+    for (int i = 0; i < 300; ++i) WebHostFrame(0.0f);
+    double total = 0.0;
+    for (long i = 0; i < n; ++i) {
+        const double t0 = NowMs();
+        WebHostFrame(0.0f);
+        times[i] = NowMs() - t0;
+        total += times[i];
+    }
+    qsort(times, (size_t)n, sizeof(double), CompareDoubles);
+    printf("{\"frames\": %ld, \"drawMs\": %.4f, \"medianMs\": %.4f}\n", n, total / (double)n, times[n / 2]);
+    free(times);
+    WebHostStop();
+    return 0;
+}
+
 int main(int argc, char **argv) {
+    if (argc == 3 && strcmp(argv[1], "--bench") == 0) return Bench(strtol(argv[2], NULL, 10));
     if (argc != 3) {
-        fprintf(stderr, "usage: web_replay SCRIPT OUTPUT\n");
+        fprintf(stderr, "usage: web_replay SCRIPT OUTPUT | web_replay --bench N\n");
         return 2;
     }
     FILE *out = fopen(argv[2], "wb");

@@ -8,7 +8,8 @@
    string; after its animation frames the canvas is read back and must equal
    the native frame widened to 8-bit RGBA the way the page widens it.
 
-With --bench the page's timing mode runs instead and its figures are printed.
+With --bench N the page's timing mode and the native program's run instead
+and their figures (milliseconds per frame, drawing only) are printed.
 """
 import argparse
 import base64
@@ -184,10 +185,14 @@ def main():
     profile = tempfile.mkdtemp(prefix="chromium-", dir=args.work)
     try:
         if args.bench:
+            native = subprocess.run([args.replay, "--bench", str(args.bench)], check=True, capture_output=True,
+                                    text=True).stdout
+            print("native:   " + native.strip())
             with Site(args.site) as root:
                 browser = Browser(args.chromium, profile)
                 try:
-                    print(json.dumps(browser.page_result(root + "index.html?bench=%d" % args.bench, 120)))
+                    result = browser.page_result(root + "index.html?bench=%d" % args.bench, 180)
+                    print("chromium: " + json.dumps(result))
                 finally:
                     browser.close()
             return 0
