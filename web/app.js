@@ -1,7 +1,8 @@
 // Engine3D page: runs the WebAssembly web host, blits its 5-5-5 frame buffer
 // into the canvas every animation frame and forwards mouse and keys.
 // Query options: ?script=TOKENS plays a session (see script.js) at a fixed
-// 1/60 s step and leaves the last canvas in window.e3dResult; ?bench=N times
+// 1/60 s step, leaves the last canvas in window.e3dResult and goes live;
+// ?bench=N times
 // N frames back to back (mean and median milliseconds of drawing), then the
 // live loop for two seconds.
 (function () {
@@ -106,6 +107,7 @@
             for (let i = 0; i < data.length; i += 8192) bytes += String.fromCharCode.apply(null, data.subarray(i, i + 8192));
             status.textContent = 'script done after ' + frames + ' frames · ' + describe();
             finish({ frames, width, height, rgba: btoa(bytes) });
+            live(); // the session over, the page is the user's
             return;
           }
           left = events[next++].count;
