@@ -9,6 +9,13 @@ namespace e3d {
 inline int NodeType(const E3DNode *n) { return n->type & 63; }
 inline bool IsMeshNode(const E3DNode *n) { return NodeType(n) == 1 || NodeType(n) == 2; }
 
+// The root of a mesh's tree: the topmost mesh reached through mesh parents.
+// A mesh hung under a camera or a light is the root of a tree of its own.
+inline E3DNode *MeshTreeRoot(E3DNode *n) {
+    while (n->parent && NodeType(n->parent) == 1) n = n->parent;
+    return n;
+}
+
 // Unhooks a camera or light and its target node from their parents and
 // frees their child arrays (children the host left attached are dropped).
 void UnlinkNodeWithTarget(E3DNode *node, E3DNode *target);

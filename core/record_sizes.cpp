@@ -1,5 +1,5 @@
 // Record sizes that hosts and the engine's arithmetic depend on. On 32-bit
-// builds they match the engine's original layout to the byte.
+// builds they match the engine's 32-bit layout to the byte.
 #include <cstddef>
 #include <cstdint>
 

@@ -13,7 +13,7 @@
  * - Every byte comes from the host support library (AllocateMemory /
  *   FreeMemory); the engine starts no threads and reads no files.
  * - The engine is single-threaded and not re-entrant: serialise all calls.
- * - Records keep the field order of the engine's original 32-bit layout.
+ * - Records keep the field order of the engine's 32-bit record layout.
  *   Pointer fields are pointer-sized, so on 64-bit hosts records are larger;
  *   sizes quoted in words hold for 32-bit builds.
  *
@@ -200,7 +200,7 @@ struct E3DMesh {
     char name[32];
     struct E3DViewport *viewport;
     uintptr_t hostObject;      /* non-zero: bound to a host object */
-    /* Engine additions behind the original layout: */
+    /* Engine3D additions behind the 32-bit layout: */
     int32_t normalCount;       /* corner normals in vertexNormals */
     int32_t sortCapacity;      /* entries the sort buffer holds */
 };
@@ -424,7 +424,9 @@ E3D_API E3DMesh *CreateMesh(int32_t vertexCount, int32_t polygonCount, uint32_t 
  * materials pointing at the old default material are pointed at the new one
  * (the back material on the test of the front one). Guard: the old record
  * leaves every scene and tree before it is freed (its children stay, as
- * roots), and what it held besides its arrays is freed. */
+ * roots), and what it held besides its arrays is freed; a back material
+ * still naming the old default material is pointed at the new one too. A
+ * failed allocation (record, normals or box) deletes the mesh: NULL. */
 E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh);
 /* Removes the mesh from scenes and its parent, frees its mesh descendants
  * and the mesh itself. Returns 1 (0 for NULL). */
@@ -652,7 +654,7 @@ E3D_API E3DTextureLayer *SetTexture(E3DMesh *mesh, E3DTexture *texture, int32_t 
  * give NULL; more squares than pixels along a side give one-pixel cells;
  * when the pixels cannot be had the record is freed as well. */
 E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t height, int32_t squares, uint16_t a, uint16_t b);
-/* Addition to the original interface: frees a texture from
+/* Engine3D addition: frees a texture from
  * CreateCheckerTexture, pixels and record (nothing for NULL). Not for a
  * host's own bitmap descriptions. */
 E3D_API void DeleteTexture(E3DTexture *texture);
@@ -670,15 +672,19 @@ E3D_API void DeleteScene(E3DScene *scene);
  * only removed), in the order materials, cameras, meshes, lights, skeletons. */
 E3D_API void DeleteWholeScene(E3DScene *scene);
 /* Adds the root of an active mesh's tree (flags bit 0: also give it the
- * scene's lights); the root, or NULL when inactive or already held. */
+ * scene's lights); the root, or NULL when inactive or already held. The
+ * root is the topmost mesh reached through mesh parents (a mesh under a
+ * camera or light roots its own tree). Guard: NULL, and the scene as it
+ * was, when its longer polygon list or list slot cannot be allocated. */
 E3D_API E3DMesh *AssignMeshToScene(E3DScene *scene, E3DMesh *mesh, uint32_t flags);
 /* Removes a root mesh (NULL scene: from every scene; flags bit 0: also take
  * the scene's lights off it); 0 when absent. */
 E3D_API int32_t RemoveMeshFromScene(E3DScene *scene, E3DMesh *mesh, uint32_t flags);
 /* 1 when some scene holds the mesh. */
 E3D_API int32_t IsMeshAssigned(const E3DMesh *mesh);
-/* Membership: assign returns 0 when already present, remove 0 when absent;
- * a NULL scene removes from every scene (not for materials). */
+/* Membership: assign returns 0 when already present (Guard: or when the
+ * list cannot grow), remove 0 when absent; a NULL scene removes from every
+ * scene (not for materials). */
 E3D_API int32_t AssignSkeletonToScene(E3DScene *scene, E3DSkeleton *skeleton);
 E3D_API int32_t AssignCameraToScene(E3DScene *scene, E3DCamera *camera);
 E3D_API int32_t AssignMaterialToScene(E3DScene *scene, E3DMaterial *material);
@@ -798,7 +804,7 @@ E3D_API uint32_t SetSkeletonXFormState(E3DSkeleton *skeleton, int32_t state);
 E3D_API int32_t GetSkeletonXFormState(const E3DSkeleton *skeleton);
 /* New bone (identity rest matrix, parent -1), or NULL. */
 E3D_API E3DBone *CreateBone(void);
-/* Addition to the original interface: frees a bone never attached. */
+/* Engine3D addition: frees a bone never attached. */
 E3D_API void DeleteBone(E3DBone *bone);
 E3D_API E3DBone *SetBoneRoot(E3DBone *bone);
 E3D_API void SetBoneTvObject(E3DBone *bone, uintptr_t value);
@@ -850,8 +856,8 @@ E3D_API void CreateLookAtMatrix(const float *a, const float *b, float *out);
 /* ======================================================================
  * Primitive generators
  * Each returns a finished mesh (normals, bounding box, default name "Base00"
- * with a counter per base name, meshKind 1) or NULL. Like the original, the
- * generators do not set the active bit: call ActivateMesh before
+ * with a counter per base name, meshKind 1) or NULL. The generators do
+ * not set the active bit: call ActivateMesh before
  * AssignMeshToScene or DrawMesh. scale may be NULL for (1, 1, 1). The
  * colour goes to the default material. Sizes that are not positive are
  * refused (a size that is not a number is not).
@@ -907,7 +913,9 @@ E3D_API E3DMesh *BillboardCreate(float size, const float *scale, uint32_t colour
  * adds a depth buffer when it can be allocated. NULL on failure.
  * Guard: w or h below 1, or sizes beyond 32-bit byte counts, give NULL. */
 E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_t w, int32_t h, int32_t depth, int32_t own);
-/* Frees the depth buffer, the frame buffer when owned, and the record. */
+/* Frees the depth buffer, the frame buffer when owned, and the record.
+ * Guard: when it is the fillers' current viewport, they draw nothing until
+ * the next draw sets one. */
 E3D_API void DeleteViewport(E3DViewport *viewport);
 /* state 1: allocates and clears a depth buffer (returns 1, or 0 on failure);
  * anything else frees it and returns 0. Guard: a row of the depth buffer is

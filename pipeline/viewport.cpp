@@ -83,6 +83,8 @@ extern "C" E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_
 
 extern "C" E3D_API void DeleteViewport(E3DViewport *v) {
     if (!v) return;
+    // The fillers draw into the current viewport: a deleted one is no target.
+    if (e3d::CurrentViewport() == v) e3d::SetRasterContext(nullptr, nullptr);
     if (v->depthBuffer) FreeMemory(v->depthBuffer);
     if ((v->flags & kFlagOwnsFrame) && v->frameBuffer) FreeMemory(v->frameBuffer);
     FreeMemory(v);

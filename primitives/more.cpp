@@ -348,7 +348,7 @@ extern "C" E3D_API E3DMesh *GeoSphereCreate(float radius, const float *scale, in
 
 extern "C" E3D_API E3DMesh *CylinderCreate(float radius, float height, const float *scale, int32_t sides,
                                            int32_t segments, uint32_t colour) {
-    if (radius <= 0.0f || height <= 0.0f || sides < 4 || segments < 1 || int64_t(sides) * (segments + 1) >= 0x10000000)
+    if (radius <= 0.0f || height <= 0.0f || sides < 4 || segments < 1 || int64_t(sides) * (int64_t(segments) + 1) >= 0x10000000)
         return nullptr;
     const RoundWallArgs args{radius, 0.0f, height, sides, segments};
     return Generate((segments + 1) * sides + 2, 2 * sides * segments + 2 * sides, colour, scale, "Cylinder",
@@ -358,7 +358,7 @@ extern "C" E3D_API E3DMesh *CylinderCreate(float radius, float height, const flo
 extern "C" E3D_API E3DMesh *TubeCreate(float outerRadius, float innerRadius, float height, const float *scale,
                                        int32_t sides, int32_t segments, uint32_t colour) {
     if (!(outerRadius > innerRadius && innerRadius > 0.0f) || height <= 0.0f || sides < 4 || segments < 1 ||
-        int64_t(sides) * (segments + 1) >= 0x10000000)
+        int64_t(sides) * (int64_t(segments) + 1) >= 0x10000000)
         return nullptr;
     const RoundWallArgs args{outerRadius, innerRadius, height, sides, segments};
     return Generate(2 * (segments + 1) * sides, 4 * sides * segments + 4 * sides, colour, scale, "Tube", kCounterTube,

@@ -351,6 +351,9 @@ extern "C" E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh) {
             // Both pointers follow the test of the front material.
             if (src.material == oldDefault) dst.material = &m->defaultMaterial;
             if (src.material == oldDefault) dst.backMaterial = &m->defaultMaterial;
+            // Guard: a back side left on the old default material would point
+            // into the record freed below.
+            if (dst.backMaterial == oldDefault) dst.backMaterial = &m->defaultMaterial;
         }
         std::memcpy(m->modelMatrix, old->modelMatrix, sizeof m->modelMatrix);
         std::memcpy(m->baseMatrix, old->baseMatrix, sizeof m->baseMatrix);

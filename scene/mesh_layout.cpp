@@ -1,5 +1,5 @@
 // Sizes the mesh code's arithmetic depends on. On 32-bit hosts the vertex
-// and polygon records and the sort buffer keep the engine's original sizes,
+// and polygon records and the sort buffer keep their 32-bit sizes,
 // so a one-block mesh is sizeof(E3DMesh) + 4 (28 p + 13 v + ceil(v / 32))
 // + 256 + 4096 bytes.
 #include <cstdint>

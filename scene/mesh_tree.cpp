@@ -11,24 +11,20 @@ namespace {
 
 E3DMesh *AsMesh(E3DNode *n) { return reinterpret_cast<E3DMesh *>(n); }
 
-E3DNode *RootOf(E3DNode *n) {
-    while (n->parent) n = n->parent;
-    return n;
-}
-
-// Adds delta to the tree polygon count of every mesh from `from` up to the root.
+// Adds delta to the tree polygon count of every mesh from `from` up to the
+// tree's root.
 void AddToTreeCounts(E3DNode *from, int32_t delta) {
-    for (E3DNode *n = from; n; n = n->parent) {
-        if (IsMeshNode(n)) AsMesh(n)->treePolygonCount += delta;
+    E3DNode *root = MeshTreeRoot(from);
+    for (E3DNode *n = from;; n = n->parent) {
+        AsMesh(n)->treePolygonCount += delta;
+        if (n == root) break;
     }
 }
 
 // The scenes holding the root resize their lists; a root outside every scene
 // gets a fresh buffer of its own.
 void ResizeTree(E3DNode *parent, int32_t delta) {
-    E3DNode *root = RootOf(parent);
-    if (!IsMeshNode(root)) return;
-    E3DMesh *rootMesh = AsMesh(root);
+    E3DMesh *rootMesh = AsMesh(MeshTreeRoot(parent));
     if (!ResizeScenesHoldingRoot(rootMesh, delta)) ReplaceSortBuffer(rootMesh, rootMesh->treePolygonCount);
 }
 

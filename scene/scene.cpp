@@ -20,29 +20,32 @@ void DefaultSceneCallback(E3DScene *) {}
 
 bool Holds(const E3DList &list, const void *object) { return GetListElementIndex(&list, object) >= 0; }
 
+// A polygon list for n entries, reset to the identity order, or null.
+uint32_t *NewSceneBuffer(uint32_t n) {
+    const uint64_t bytes = e3d::SortBufferBytes(n);
+    auto *buffer = bytes <= 0xFFFFFFFFull ? static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes ? bytes : 4))) : nullptr;
+    if (buffer) ResetRadixSort(n, buffer);
+    return buffer;
+}
+
+void InstallSceneBuffer(E3DScene *scene, uint32_t *buffer, uint32_t n) {
+    if (scene->sortBuffer) FreeMemory(scene->sortBuffer);
+    scene->sortBuffer = buffer;
+    scene->sortEntries = buffer ? e3d::SortEntriesOf(buffer, n) : nullptr;
+    scene->sortCapacity = buffer ? int32_t(n) : 0;
+}
+
+uint32_t TotalOf(const E3DScene *scene) { return scene->polygonTotal > 0 ? uint32_t(scene->polygonTotal) : 0; }
+
 // Frees and reallocates the scene's polygon list for its total, reset to the
 // identity order. Guard: when memory runs out the scene keeps no list and
 // draws nothing until it gets one.
 void ResizeSceneBuffer(E3DScene *scene) {
-    if (scene->sortBuffer) FreeMemory(scene->sortBuffer);
-    scene->sortBuffer = nullptr;
-    scene->sortEntries = nullptr;
-    scene->sortCapacity = 0;
-    const uint32_t n = scene->polygonTotal > 0 ? uint32_t(scene->polygonTotal) : 0;
-    const uint64_t bytes = e3d::SortBufferBytes(n);
-    auto *buffer = bytes <= 0xFFFFFFFFull ? static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes ? bytes : 4))) : nullptr;
-    if (!buffer) return;
-    scene->sortBuffer = buffer;
-    scene->sortEntries = e3d::SortEntriesOf(buffer, n);
-    scene->sortCapacity = int32_t(n);
-    ResetRadixSort(n, buffer);
+    InstallSceneBuffer(scene, nullptr, 0);
+    InstallSceneBuffer(scene, NewSceneBuffer(TotalOf(scene)), TotalOf(scene));
 }
 
-E3DMesh *RootMesh(E3DMesh *mesh) {
-    E3DNode *n = &mesh->node;
-    while (n->parent) n = n->parent;
-    return reinterpret_cast<E3DMesh *>(n);
-}
+E3DMesh *RootMesh(E3DMesh *mesh) { return reinterpret_cast<E3DMesh *>(e3d::MeshTreeRoot(&mesh->node)); }
 
 bool NameMatches(const char *name, size_t size, const char *text) {
     return text && name && name[0] != '\0' && std::strncmp(name, text, size) == 0;
@@ -136,12 +139,23 @@ extern "C" E3D_API E3DMesh *AssignMeshToScene(E3DScene *scene, E3DMesh *mesh, ui
     if (!(mesh->state & 0x8000u)) return nullptr;
     E3DMesh *root = RootMesh(mesh);
     if (Holds(scene->meshes, root)) return nullptr;
-    scene->flags &= ~1u;
-    if (scene->sortBuffer) scene->polygonTotal += root->treePolygonCount;
-    else scene->polygonTotal = root->treePolygonCount;
-    ResizeSceneBuffer(scene);
-    scene->vertexTotal += root->vertexCount;
+    // The new list and the list slot are had first: when either cannot be
+    // had the scene stays as it was and the mesh is not added. The total
+    // counts up from what the scene holds (a fresh scene holds 0).
+    const int32_t total = scene->polygonTotal + root->treePolygonCount;
+    const uint32_t n = total > 0 ? uint32_t(total) : 0;
+    uint32_t *buffer = NewSceneBuffer(n);
+    if (!buffer) return nullptr;
+    const int32_t listed = scene->meshes.count;
     AddListElement(&scene->meshes, root);
+    if (scene->meshes.count == listed) {
+        FreeMemory(buffer);
+        return nullptr;
+    }
+    scene->flags &= ~1u;
+    scene->polygonTotal = total;
+    InstallSceneBuffer(scene, buffer, n);
+    scene->vertexTotal += root->vertexCount;
     e3d::FreeSortBuffer(root);  // a mesh in a scene sorts through the scene's list
     if (flags & 1u) {
         for (int32_t i = 0; i < scene->lights.count; ++i)
@@ -183,10 +197,12 @@ extern "C" E3D_API int32_t IsMeshAssigned(const E3DMesh *mesh) {
 
 namespace {
 
+// 1 when added; 0 when already there or when the list could not grow.
 int32_t AssignTo(E3DList &list, void *object) {
-    if (Holds(list, object)) return 0;
+    if (!object || Holds(list, object)) return 0;  // Guard: no null entries
+    const int32_t count = list.count;
     AddListElement(&list, object);
-    return 1;
+    return list.count > count ? 1 : 0;
 }
 
 int32_t RemoveFrom(E3DList &list, void *object) {

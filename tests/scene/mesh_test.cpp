@@ -308,9 +308,10 @@ TEST(Mesh, ValidateRedirectsBackMaterialOnTheFrontTest) {
     ASSERT_NE(v, nullptr);
     EXPECT_EQ(v->polygons[0].backMaterial, &v->defaultMaterial);
     EXPECT_EQ(v->polygons[1].material, &other);
-    // The back pointer is not redirected because the front test failed: it
-    // still names the old record's material, which the host must not use.
-    EXPECT_NE(v->polygons[1].backMaterial, &v->defaultMaterial);
+    // The front test failed, so the rule leaves the back pointer alone; but
+    // it named the old record's material, which validation frees, and the
+    // guard moves it to the new record's rather than leave it dangling.
+    EXPECT_EQ(v->polygons[1].backMaterial, &v->defaultMaterial);
     DeleteMesh(v);
 }
 
