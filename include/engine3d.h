@@ -651,9 +651,11 @@ E3D_API E3DTextureLayer *SetTexture(E3DMesh *mesh, E3DTexture *texture, int32_t 
  * give NULL; more squares than pixels along a side give one-pixel cells;
  * when the pixels cannot be had the record is freed as well. */
 E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t height, int32_t squares, uint16_t a, uint16_t b);
+/* Addition: a texture copied from host 5-5-5 pixels (pitch in bytes); NULL unless sides are 1..32768, pitch >= 2w. */
+E3D_API E3DTexture *CreateTextureFromPixels(const uint16_t *pixels, int32_t width, int32_t height, int32_t pitch);
 /* Addition to the original interface: frees a texture from
- * CreateCheckerTexture, pixels and record (nothing for NULL). Not for a
- * host's own bitmap descriptions. */
+ * CreateCheckerTexture or CreateTextureFromPixels, pixels and record (nothing
+ * for NULL). Not for a host's own bitmap descriptions. */
 E3D_API void DeleteTexture(E3DTexture *texture);
 
 /* ======================================================================

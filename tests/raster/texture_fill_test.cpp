@@ -16,6 +16,7 @@
 #include "raster/pixel.h"
 #include "raster/raster.h"
 #include "raster/texture_fill.h"
+#include "support/memory_check.h"
 #include "support/raster_model.h"
 #include "support/stage.h"
 #include "support/texture_model.h"
@@ -521,4 +522,64 @@ TEST(TexturedFrame, EnvironmentCoordinatesReachTheFillerOnTheSecondPair) {
         }
     }
     DeleteTexture(env);
+}
+
+TEST(TextureFromPixels, CopiesPackedRowsAndRefusesWhatTheFillersCannotAddress) {
+    e3dtest::LeakCheck leaks;
+    // 3 x 2 texels in rows 5 texels apart; the padding must not be copied.
+    std::vector<uint16_t> host = {1, 2, 0x8000, 99, 99, 4, 5, 6, 99, 99};
+    E3DTexture *t = CreateTextureFromPixels(host.data(), 3, 2, 10);
+    ASSERT_NE(t, nullptr);
+    EXPECT_EQ(t->width, 3);
+    EXPECT_EQ(t->height, 2);
+    EXPECT_EQ(t->width2, 3);
+    EXPECT_EQ(t->height2, 2);
+    EXPECT_EQ(t->pitch, 6);
+    EXPECT_NE(t->pixels, host.data());
+    host[0] = 77;  // a copy: later changes of the host's pixels do not show
+    EXPECT_EQ(std::vector<uint16_t>(t->pixels, t->pixels + 6), (std::vector<uint16_t>{1, 2, 0x8000, 4, 5, 6}));
+    DeleteTexture(t);
+
+    EXPECT_EQ(CreateTextureFromPixels(nullptr, 2, 2, 4), nullptr);
+    EXPECT_EQ(CreateTextureFromPixels(host.data(), 0, 2, 4), nullptr);
+    EXPECT_EQ(CreateTextureFromPixels(host.data(), 2, -1, 4), nullptr);
+    EXPECT_EQ(CreateTextureFromPixels(host.data(), 3, 2, 5), nullptr) << "rows would overlap";
+    EXPECT_EQ(CreateTextureFromPixels(host.data(), 32769, 1, 65538), nullptr);
+    EXPECT_EQ(CreateTextureFromPixels(host.data(), 1, 32769, 2), nullptr);
+    // The largest side the fillers address is accepted.
+    std::vector<uint16_t> wide(32768, 3);
+    E3DTexture *edge = CreateTextureFromPixels(wide.data(), 32768, 1, 65536);
+    ASSERT_NE(edge, nullptr);
+    EXPECT_EQ(edge->pixels[32767], 3);
+    DeleteTexture(edge);
+    leaks.Check();
+
+    const std::vector<uint16_t> four = {1, 2, 3, 4};
+    const int points = e3dtest::ForEachAllocationFailure<E3DTexture>(
+        [&] { return CreateTextureFromPixels(four.data(), 2, 2, 4); }, [](E3DTexture *x) { DeleteTexture(x); });
+    EXPECT_EQ(points, 2) << "the record and the pixels";
+}
+
+TEST_F(TextureFiller, TexturesFromPixelsDrawInEveryLayer) {
+    // A 2 x 2 texture with a key texel, through each map's layer: the unlit
+    // fillers show the texels, and only the opacity map leaves a hole.
+    const uint16_t texels[4] = {0x0011, 0x8000, 0x0033, 0x0044};
+    E3DTexture *tex = CreateTextureFromPixels(texels, 2, 2, 4);
+    ASSERT_NE(tex, nullptr);
+    for (TextureMapKind map : {kDiffuseMap, kOpacityMap, kEnvironmentMap}) {
+        TexturedTriangle t;
+        t.p.flags = 0x80;
+        ASSERT_EQ(SetMaterialTexture(&t.back, uint32_t(map), tex, 0), 1);
+        const int pair = map == kEnvironmentMap ? 2 : 0;
+        // Texel (u, v) = (x / 8, y / 8) over a 16-pixel triangle.
+        t.Corner(0, 0, 0, 1.0f, 0, 0, pair);
+        t.Corner(1, 32, 0, 1.0f, 4, 0, pair);
+        t.Corner(2, 0, 32, 1.0f, 0, 4, pair);
+        Canvas c(16, 16);
+        TextureFill(&t.p, t.v, c.Target(), kTextureUnlit, map, false);
+        EXPECT_EQ(c.At(1, 1), 0x0011) << map;
+        EXPECT_EQ(c.At(1, 9), 0x0033) << map;
+        EXPECT_EQ(c.At(9, 1), map == kOpacityMap ? kUntouched : 0x8000) << map;
+    }
+    DeleteTexture(tex);
 }
