@@ -4,7 +4,12 @@
 // picks one per polygon.
 #include "raster/texture_fill.h"
 
+#include <climits>
 #include <cmath>
+
+#if defined(__SSE__) || defined(__x86_64__)
+#include <xmmintrin.h>
+#endif
 
 #include "raster/gouraud_solid.h"
 #include "raster/pixel.h"
@@ -36,9 +41,9 @@ struct TextureState {
     float dzdx, dudx, dvdx;
     float zRun, uRun, vRun;  // 16 x the per-pixel gradients
     Fixed16_16 biasU, biasV;
-    const uint16_t *red;     // rows of ScaleRedTable, ScaleGreenTable and
-    const uint16_t *green;   // ScaleTable for the polygon colour (flat)
-    const uint8_t *blue;
+    // Flat lighting: the ScaleTable rows of the polygon colour's r5, g5 and
+    // b5, each already in its channel's place, side by side.
+    uint16_t light[96];
     const uint16_t *sourceWeight;  // ProductTable rows of the opacity operator
     const uint16_t *destWeight;
     Fixed16_16 colorBias[3];  // Gouraud
@@ -47,14 +52,24 @@ struct TextureState {
 
 TextureState g_tex;
 
-// round(x * 65536) in 32 bits. Wrapping rather than saturating keeps the
-// right texel for far-tiled power-of-two coordinates; non-finite gives 0.
-inline uint32_t To16_16(float x) {
-    const float v = x * 65536.0f;
-    if (!(std::fabs(v) < 9.0e18f)) return 0;
-    return uint32_t(uint64_t(std::llrint(v)));
+// x rounded to the nearest integer (ties to even), wrapped to 32 bits. The
+// conversion instruction answers every value in range; the rest (far-tiled
+// coordinates) wraps, which keeps the right power-of-two texel, and
+// non-finite values give 0.
+inline uint32_t RoundWrap32(float x) {
+#if defined(__SSE__) || defined(__x86_64__)
+    const int32_t r = _mm_cvtss_si32(_mm_set_ss(x));
+    if (r != INT32_MIN) return uint32_t(r);
+#endif
+    if (!(std::fabs(x) < 9.0e18f)) return 0;
+    return uint32_t(uint64_t(std::llrint(x)));
 }
 
+// round(x * 65536): 16.16 fixed point.
+inline uint32_t To16_16(float x) { return RoundWrap32(x * 65536.0f); }
+
+// The same conversion as the solid fillers, so that textured and solid
+// surfaces meet with the same depth values.
 inline uint32_t ToDepth(float z) { return uint32_t(int32_t(std::lrint(z * kDepthScale))); }
 
 // 0x8000 when the channel rises to the right (or is flat across and rises
@@ -69,32 +84,29 @@ inline uint32_t Channel8(uint32_t value) {
     return v < 0 ? 0u : (v > 255 ? 255u : uint32_t(v));
 }
 
-// Values that step by a constant per pixel across the whole span.
-struct SpanLinear {
-    int32_t xLeft;
-    uint32_t d, dd;          // depth
-    uint32_t c[3], dc[3];    // Gouraud colours, 16.16
+// What steps per pixel: texel coordinates (restarted every run), depth and
+// Gouraud colours (linear across the whole span).
+struct Cursor {
+    uint32_t U, V, dU, dV;
+    uint32_t d, dd;
+    uint32_t c[3], dc[3];
 };
 
+// Writes `count` pixels from x and advances the cursor past them.
 template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
-inline void Pixels(uint16_t *frame, int32_t *depth, uint32_t ditherRow, int32_t xRight, int32_t x0, int32_t count,
-                   int32_t from, int32_t to, uint32_t U, uint32_t V, uint32_t dU, uint32_t dV,
-                   const SpanLinear &lin) {
+inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cursor &cur, uint32_t ditherRow,
+                   int32_t xRight) {
     const TextureState &s = g_tex;
-    const int32_t begin = x0 > from ? x0 : from;
-    const int32_t end = x0 + count < to ? x0 + count : to;
-    if (begin >= end) return;
-    const uint32_t skip = uint32_t(begin - x0);
-    U += skip * dU;
-    V += skip * dV;
-    const uint32_t offset = uint32_t(begin - lin.xLeft);
-    uint32_t d = lin.d + offset * lin.dd;
-    uint32_t c[3] = {lin.c[0] + offset * lin.dc[0], lin.c[1] + offset * lin.dc[1], lin.c[2] + offset * lin.dc[2]};
+    uint32_t U = cur.U, V = cur.V, d = cur.d;
+    const uint32_t dU = cur.dU, dV = cur.dV, dd = cur.dd;
+    uint32_t c[3] = {cur.c[0], cur.c[1], cur.c[2]};
     const uint16_t *texels = s.texels;
+    const uint16_t *light = s.light;
     const uint32_t shift = s.shift;
     const uint32_t uMask = g_textureMasks.u, vMask = g_textureMasks.v;
     const int64_t last = s.lastTexel;
-    for (int32_t x = begin; x < end; ++x) {
+    const int32_t end = x + count;
+    for (; x < end; ++x) {
         bool pass = true;
         if constexpr (Depth) pass = int32_t(d) > depth[x];
         if (pass) {
@@ -114,7 +126,7 @@ inline void Pixels(uint16_t *frame, int32_t *depth, uint32_t ditherRow, int32_t 
                 if constexpr (Lighting == kTextureUnlit) {
                     lit = t;
                 } else if constexpr (Lighting == kTextureFlat) {
-                    lit = uint32_t(s.red[(t >> 10) & 31u]) | s.green[(t >> 5) & 31u] | s.blue[t & 31u];
+                    lit = uint32_t(light[(t >> 10) & 31u]) | light[32 + ((t >> 5) & 31u)] | light[64 + (t & 31u)];
                 } else {
                     const uint32_t column4 = Depth ? uint32_t(x & 3) : uint32_t((x - xRight) & 3);
                     const uint32_t ir = Dither5(Channel8(c[0]), ditherRow, column4);
@@ -145,72 +157,108 @@ inline void Pixels(uint16_t *frame, int32_t *depth, uint32_t ditherRow, int32_t 
         // Coordinates, depth and colours advance at every pixel, drawn or not.
         U += dU;
         V += dV;
-        if constexpr (Depth) d += lin.dd;
+        if constexpr (Depth) d += dd;
         if constexpr (Lighting == kTextureGouraud) {
-            c[0] += lin.dc[0];
-            c[1] += lin.dc[1];
-            c[2] += lin.dc[2];
+            c[0] += cur.dc[0];
+            c[1] += cur.dc[1];
+            c[2] += cur.dc[2];
         }
     }
+    cur.U = U;
+    cur.V = V;
+    cur.d = d;
+    cur.c[0] = c[0];
+    cur.c[1] = c[1];
+    cur.c[2] = c[2];
+}
+
+// The runs of one scanline [xLeft, xRight). Clip: only [from, to) lies
+// inside the target (direct calls with corners off the buffer).
+template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Clip>
+void Runs(uint16_t *frame, int32_t *depth, int32_t y, const float *left, const float *right, int32_t xLeft,
+          int32_t xRight, int32_t from, int32_t to) {
+    const TextureState &s = g_tex;
+    int32_t runs = (xRight - xLeft) >> kRunShift, rest = (xRight - xLeft) & kRunMask;
+    if (rest == 0) {  // the last pixels always go through the tail
+        rest = kRunLength;
+        runs -= 1;
+    }
+    Cursor start{};
+    if constexpr (Depth) {
+        start.d = ToDepth(left[kZ]);
+        start.dd = ToDepth(s.dzdx);
+    }
+    if constexpr (Lighting == kTextureGouraud) {
+        for (int i = 0; i < 3; ++i) {
+            start.c[i] = To16_16(left[kRed + i]) + uint32_t(s.colorBias[i]);
+            start.dc[i] = To16_16(s.colorDdx[i]);
+        }
+    }
+    Cursor cur = start;
+    const uint32_t ditherRow = uint32_t(y & 3);
+    // Writes the run [x, x + count) with its coordinates in cur.
+    auto emit = [&](int32_t x, int32_t count) {
+        if constexpr (!Clip) {
+            Pixels<Lighting, Key, Depth, Masked, Op>(frame, depth, x, count, cur, ditherRow, xRight);
+        } else {
+            const int32_t begin = x > from ? x : from;
+            const int32_t end = x + count < to ? x + count : to;
+            if (begin >= end) return;
+            const uint32_t skip = uint32_t(begin - x), offset = uint32_t(begin - xLeft);
+            Cursor at = cur;
+            at.U += skip * cur.dU;
+            at.V += skip * cur.dV;
+            at.d = start.d + offset * start.dd;
+            for (int i = 0; i < 3; ++i) at.c[i] = start.c[i] + offset * start.dc[i];
+            Pixels<Lighting, Key, Depth, Masked, Op>(frame, depth, begin, end - begin, at, ditherRow, xRight);
+        }
+    };
+    float z = left[kZ], u = left[kU], v = left[kV];
+    float r = 1.0f / z;
+    float uStart = u * r, vStart = v * r;
+    int32_t x = xLeft;
+    for (int32_t k = 0; k < runs; ++k, x += kRunLength) {
+        if (Clip && x >= to) return;
+        z += s.zRun;
+        u += s.uRun;
+        v += s.vRun;
+        r = 1.0f / z;
+        const float uEnd = u * r, vEnd = v * r;
+        cur.U = To16_16(uStart) + uint32_t(s.biasU);
+        cur.V = To16_16(vStart) + uint32_t(s.biasV);
+        cur.dU = uint32_t(int32_t(To16_16(uEnd - uStart)) >> kRunShift);
+        cur.dV = uint32_t(int32_t(To16_16(vEnd - vStart)) >> kRunShift);
+        emit(x, kRunLength);
+        uStart = uEnd;
+        vStart = vEnd;
+    }
+    if (Clip && x >= to) return;
+    // The tail ends exactly at the last pixel of the span.
+    r = 1.0f / (right[kZ] - s.dzdx);
+    const float uEnd = (right[kU] - s.dudx) * r, vEnd = (right[kV] - s.dvdx) * r;
+    cur.U = To16_16(uStart) + uint32_t(s.biasU);
+    cur.V = To16_16(vStart) + uint32_t(s.biasV);
+    cur.dU = cur.dV = 0;
+    if (rest > 1) {
+        cur.dU = uint32_t(int32_t(To16_16(uEnd - uStart)) / (rest - 1));
+        cur.dV = uint32_t(int32_t(To16_16(vEnd - vStart)) / (rest - 1));
+    }
+    emit(x, rest);
 }
 
 // One scanline [left x, right x); only [from, to) lies inside the target.
 template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
 void TextureSpan(uint16_t *frame, int32_t *depth, int32_t y, const EdgeWalker<Interpolants(Lighting)> &left,
                  const EdgeWalker<Interpolants(Lighting)> &right, int32_t from, int32_t to) {
-    const TextureState &s = g_tex;
     const int32_t xLeft = left.x, xRight = right.x;
-    const int32_t n = xRight - xLeft;
-    if (n < 1) return;
-    int32_t runs = n >> kRunShift, rest = n & kRunMask;
-    if (rest == 0) {  // the last pixels always go through the tail
-        rest = kRunLength;
-        runs -= 1;
+    if (xRight - xLeft < 1) return;
+    if (from == xLeft && to == xRight) {
+        Runs<Lighting, Key, Depth, Masked, Op, false>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
+                                                      to);
+    } else {
+        Runs<Lighting, Key, Depth, Masked, Op, true>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
+                                                     to);
     }
-    SpanLinear lin{xLeft, 0, 0, {0, 0, 0}, {0, 0, 0}};
-    if constexpr (Depth) {
-        lin.d = ToDepth(left.value[kZ]);
-        lin.dd = ToDepth(s.dzdx);
-    }
-    if constexpr (Lighting == kTextureGouraud) {
-        for (int i = 0; i < 3; ++i) {
-            lin.c[i] = To16_16(left.value[kRed + i]) + uint32_t(s.colorBias[i]);
-            lin.dc[i] = To16_16(s.colorDdx[i]);
-        }
-    }
-    const uint32_t ditherRow = uint32_t(y & 3);
-    float z = left.value[kZ], u = left.value[kU], v = left.value[kV];
-    float r = 1.0f / z;
-    float uStart = u * r, vStart = v * r;
-    int32_t x = xLeft;
-    for (int32_t k = 0; k < runs; ++k, x += kRunLength) {
-        if (x >= to) return;
-        z += s.zRun;
-        u += s.uRun;
-        v += s.vRun;
-        r = 1.0f / z;
-        const float uEnd = u * r, vEnd = v * r;
-        const uint32_t U = To16_16(uStart) + uint32_t(s.biasU);
-        const uint32_t V = To16_16(vStart) + uint32_t(s.biasV);
-        const uint32_t dU = uint32_t(int32_t(To16_16(uEnd - uStart)) >> kRunShift);
-        const uint32_t dV = uint32_t(int32_t(To16_16(vEnd - vStart)) >> kRunShift);
-        Pixels<Lighting, Key, Depth, Masked, Op>(frame, depth, ditherRow, xRight, x, kRunLength, from, to, U, V, dU,
-                                                 dV, lin);
-        uStart = uEnd;
-        vStart = vEnd;
-    }
-    if (x >= to) return;
-    // The tail ends exactly at the last pixel of the span.
-    r = 1.0f / (right.value[kZ] - s.dzdx);
-    const float uEnd = (right.value[kU] - s.dudx) * r, vEnd = (right.value[kV] - s.dvdx) * r;
-    const uint32_t U = To16_16(uStart) + uint32_t(s.biasU);
-    const uint32_t V = To16_16(vStart) + uint32_t(s.biasV);
-    uint32_t dU = 0, dV = 0;
-    if (rest > 1) {
-        dU = uint32_t(int32_t(To16_16(uEnd - uStart)) / (rest - 1));
-        dV = uint32_t(int32_t(To16_16(vEnd - vStart)) / (rest - 1));
-    }
-    Pixels<Lighting, Key, Depth, Masked, Op>(frame, depth, ditherRow, xRight, x, rest, from, to, U, V, dU, dV, lin);
 }
 
 template <int Lighting>
@@ -305,9 +353,11 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
     g_tex.lastTexel = int64_t(layer.height - 1) * layer.shift + (layer.width - 1);
     if constexpr (Lighting == kTextureFlat) {
         const uint32_t k = p->color;
-        g_tex.red = tables.scaleRed + Red5(k) * 32;
-        g_tex.green = tables.scaleGreen + Green5(k) * 32;
-        g_tex.blue = tables.scale + Blue5(k) * 32;
+        for (uint32_t i = 0; i < 32; ++i) {
+            g_tex.light[i] = tables.scaleRed[Red5(k) * 32 + i];
+            g_tex.light[32 + i] = tables.scaleGreen[Green5(k) * 32 + i];
+            g_tex.light[64 + i] = tables.scale[Blue5(k) * 32 + i];
+        }
     }
 
     const int pair = Map == kEnvironmentMap ? 2 : 0;
