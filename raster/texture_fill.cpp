@@ -41,8 +41,8 @@ struct TextureState {
     float dzdx, dudx, dvdx;
     float zRun, uRun, vRun;  // 16 x the per-pixel gradients
     Fixed16_16 biasU, biasV;
-    // Flat lighting: the ScaleTable rows of the polygon colour's r5, g5 and
-    // b5, each already in its channel's place, side by side.
+    // Flat lighting: the ScaleTable rows of the polygon colour's b5, g5 and
+    // r5, each already in its channel's place, side by side.
     uint16_t light[96];
     const uint16_t *sourceWeight;  // ProductTable rows of the opacity operator
     const uint16_t *destWeight;
@@ -126,7 +126,9 @@ inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cu
                 if constexpr (Lighting == kTextureUnlit) {
                     lit = t;
                 } else if constexpr (Lighting == kTextureFlat) {
-                    lit = uint32_t(light[(t >> 10) & 31u]) | light[32 + ((t >> 5) & 31u)] | light[64 + (t & 31u)];
+                    // One base for the three rows keeps a register free.
+                    lit = uint32_t(light[t & 31u]) | light[32 + size_t((t >> 5) & 31u)] |
+                          light[64 + size_t((t >> 10) & 31u)];
                 } else {
                     const uint32_t column4 = Depth ? uint32_t(x & 3) : uint32_t((x - xRight) & 3);
                     const uint32_t ir = Dither5(Channel8(c[0]), ditherRow, column4);
@@ -354,9 +356,9 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
     if constexpr (Lighting == kTextureFlat) {
         const uint32_t k = p->color;
         for (uint32_t i = 0; i < 32; ++i) {
-            g_tex.light[i] = tables.scaleRed[Red5(k) * 32 + i];
+            g_tex.light[i] = tables.scale[Blue5(k) * 32 + i];
             g_tex.light[32 + i] = tables.scaleGreen[Green5(k) * 32 + i];
-            g_tex.light[64 + i] = tables.scale[Blue5(k) * 32 + i];
+            g_tex.light[64 + i] = tables.scaleRed[Red5(k) * 32 + i];
         }
     }
 
