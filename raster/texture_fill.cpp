@@ -84,6 +84,14 @@ inline uint32_t Channel8(uint32_t value) {
     return v < 0 ? 0u : (v > 255 ? 255u : uint32_t(v));
 }
 
+// The ordered dither in closed form: a band of 8 rounds up when its low
+// bits exceed the matrix entry m (up = 7 - m), and the top band stays at 31.
+// The same level as DitherHigh[v] plus the DitherLow carry, without tables.
+inline uint32_t DitherLevel(uint32_t v, uint32_t up) {
+    const uint32_t level = (v + up) >> 3;
+    return level < 31 ? level : 31;
+}
+
 // What steps per pixel: texel coordinates (restarted every run), depth and
 // Gouraud colours (linear across the whole span).
 struct Cursor {
@@ -131,9 +139,10 @@ inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cu
                           light[64 + size_t((t >> 10) & 31u)];
                 } else {
                     const uint32_t column4 = Depth ? uint32_t(x & 3) : uint32_t((x - xRight) & 3);
-                    const uint32_t ir = Dither5(Channel8(c[0]), ditherRow, column4);
-                    const uint32_t ig = Dither5(Channel8(c[1]), ditherRow, column4);
-                    const uint32_t ib = Dither5(Channel8(c[2]), ditherRow, column4);
+                    const uint32_t up = 7u - DitherMatrix[ditherRow][column4];
+                    const uint32_t ir = DitherLevel(Channel8(c[0]), up);
+                    const uint32_t ig = DitherLevel(Channel8(c[1]), up);
+                    const uint32_t ib = DitherLevel(Channel8(c[2]), up);
                     lit = uint32_t(g_rasterTables.scaleRed[ir << 5 | ((t >> 10) & 31u)]) |
                           g_rasterTables.scaleGreen[ig << 5 | ((t >> 5) & 31u)] |
                           g_rasterTables.scale[ib << 5 | (t & 31u)];

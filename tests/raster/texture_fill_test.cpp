@@ -13,6 +13,7 @@
 
 #include "engine3d.h"
 #include "pipeline/dispatch.h"
+#include "raster/gouraud_solid.h"
 #include "raster/pixel.h"
 #include "raster/raster.h"
 #include "raster/texture_fill.h"
@@ -580,6 +581,32 @@ TEST_F(TextureFiller, TexturesFromPixelsDrawInEveryLayer) {
         EXPECT_EQ(c.At(1, 1), 0x0011) << map;
         EXPECT_EQ(c.At(1, 9), 0x0033) << map;
         EXPECT_EQ(c.At(9, 1), map == kOpacityMap ? kUntouched : 0x8000) << map;
+    }
+    DeleteTexture(tex);
+}
+
+TEST_F(TextureFiller, GouraudTexelsDitherLikeTheSolidGouraudFillers) {
+    // A white texel under one constant corner colour is the dithered colour
+    // itself, less ScaleTable's darkening: level l draws (l * 31) >> 5.
+    const uint16_t white = 0x7FFF;
+    E3DTexture *tex = CreateTextureFromPixels(&white, 1, 1, 2);
+    for (uint32_t value : {0u, 4u, 100u, 247u, 248u, 255u}) {
+        TexturedTriangle t;
+        t.p.flags = 0x80;
+        t.p.color = t.p.color1 = t.p.color2 = value << 16 | value << 8 | value;
+        SetMaterialTexture(&t.back, 0, tex, 0);
+        t.Corner(0, 0, 0, 1.0f, 0, 0, 0);
+        t.Corner(1, 32, 0, 1.0f, 0, 0, 0);
+        t.Corner(2, 0, 32, 1.0f, 0, 0, 0);
+        Canvas c(8, 8);
+        TextureFill(&t.p, t.v, c.Target(), kTextureGouraud, kDiffuseMap, true);
+        for (int y = 0; y < 8; ++y) {
+            for (int x = 0; x < 8; ++x) {
+                const uint32_t level = Dither5(value, uint32_t(y & 3), uint32_t(x & 3));
+                const uint32_t k = (level * 31) >> 5;
+                ASSERT_EQ(c.At(x, y), k << 10 | k << 5 | k) << value << " at " << x << "," << y;
+            }
+        }
     }
     DeleteTexture(tex);
 }
