@@ -69,6 +69,7 @@ int main(int argc, char **argv) {
     failed |= Render(scene, viewport, pixels, painterPath, "painter's sort:");
 
     DeleteScene(scene);
+    ShowcaseReleaseTextures();
     DeleteViewport(viewport);
     ReleaseEngine3D();
     free(pixels);

@@ -1,6 +1,7 @@
-/* The showcase scene, shared by every example host: a checkered floor, flat
- * and Gouraud-lit shapes, a see-through pane, a billboard, an omni and a
- * directional light, seen by one camera. */
+/* The showcase scene, shared by every example host: a checker-textured
+ * floor, flat and Gouraud-lit shapes, a see-through pane, billboards, an
+ * environment-mapped ball, a colour-keyed tree, a Gouraud-lit textured
+ * ball, an omni and a directional light, seen by one camera. */
 #include "showcase_scene.h"
 
 #include <stddef.h>
@@ -23,24 +24,90 @@ static void LitColours(E3DMesh *mesh, uint32_t colour) {
     SetMaterialColor(m, 1, r, g, b);
 }
 
-/* A checkered floor of n x n tiles: a generated grid laid flat. */
-static E3DMesh *Floor(int n, float size, E3DScene *scene) {
-    E3DMesh *m = GridCreate(size, NULL, n, n, 0x404040);
+/* Textures the scene made; ShowcaseReleaseTextures frees them. */
+static E3DTexture *g_textures[8];
+static int g_textureCount;
+
+static E3DTexture *Keep(E3DTexture *t) {
+    if (t && g_textureCount < (int)(sizeof g_textures / sizeof g_textures[0])) g_textures[g_textureCount++] = t;
+    return t;
+}
+
+void ShowcaseReleaseTextures(void) {
+    while (g_textureCount > 0) DeleteTexture(g_textures[--g_textureCount]);
+}
+
+static uint16_t Pixel(int r, int g, int b) { return (uint16_t)((r << 10) | (g << 5) | b); }
+
+/* A checkered floor: a generated grid laid flat under a 16 x 16 checker
+ * texture, lit per face, so the squares shrink with perspective. */
+static E3DMesh *Floor(int n, float size) {
+    E3DMesh *m = GridCreate(size, NULL, n, n, 0xFFFFFF);
     if (!m) return NULL;
     ActivateMesh(m);
     SetMeshModelOrientation(m, 90.0f, 0.0f, 0.0f);
     SetMeshCullMode(&m->node, 0x08); /* both sides */
-    E3DMaterial *light = CreateMaterial(GetMeshDefaultMaterial(m));
-    E3DMaterial *dark = CreateMaterial(GetMeshDefaultMaterial(m));
-    if (light && dark) {
-        SetMaterialColor(light, 0, 200, 200, 190);
-        SetMaterialColor(dark, 0, 70, 80, 90);
-        for (int z = 0; z < n; ++z)
-            for (int x = 0; x < n; ++x) SetFaceMaterial(m, 2 * (z * n + x), ((x + z) & 1) ? dark : light, 1, 2);
-        AssignMaterialToScene(scene, light);
-        AssignMaterialToScene(scene, dark);
-    }
+    LitColours(m, 0xFFFFFF);
+    SetMeshShadeMode(&m->node, 3);
+    SetMeshRenderMode(&m->node, 0x7F00000);
+    SetMaterialTexture(GetMeshDefaultMaterial(m), 0,
+                       Keep(CreateCheckerTexture(256, 256, 16, Pixel(26, 26, 24), Pixel(8, 10, 12))), 0);
     return m;
+}
+
+/* An environment map: sky above a horizon, a sun, and ground below. */
+static E3DTexture *SkyTexture(void) {
+    enum { N = 128 };
+    static uint16_t texels[N * N];
+    for (int y = 0; y < N; ++y) {
+        for (int x = 0; x < N; ++x) {
+            const int sky = y < N / 2; /* the top rows face up */
+            const int d = sky ? N / 2 - 1 - y : y - N / 2; /* distance from the horizon */
+            uint16_t p = sky ? Pixel(10 + d / 8, 16 + d / 8, 31)
+                             : Pixel(14 - d / 6, 11 - d / 8, 6 - d / 16);
+            const int sx = x - 88, sy = y - 28;
+            if (sx * sx + sy * sy < 60) p = Pixel(31, 31, 26);
+            if (!sky && ((x / 16 + y / 16) & 1)) p = (uint16_t)(p - Pixel(2, 2, 1));
+            texels[y * N + x] = p;
+        }
+    }
+    return Keep(CreateTextureFromPixels(texels, N, N, 2 * N));
+}
+
+/* A conifer on a colour-keyed background (0x8000 is not drawn). */
+static E3DTexture *TreeTexture(void) {
+    enum { W = 64, H = 128 };
+    static uint16_t texels[W * H];
+    for (int y = 0; y < H; ++y) {
+        for (int x = 0; x < W; ++x) {
+            uint16_t p = 0x8000;
+            if (y >= 100 && x >= 28 && x < 36) p = Pixel(12, 7, 3);
+            for (int k = 0; k < 3; ++k) {
+                const int top = 4 + 30 * k, bottom = top + 44, half = 12 + 7 * k;
+                const int dx = 2 * x - (W - 1);
+                if (y >= top && y < bottom && dx * (bottom - top) <= 2 * half * (y - top) &&
+                    -dx * (bottom - top) <= 2 * half * (y - top)) {
+                    p = Pixel(3 + (x + y) % 3, 14 + (y - top) / 4 - (x * 7 + y * 3) % 4, 5);
+                }
+            }
+            texels[y * W + x] = p;
+        }
+    }
+    return Keep(CreateTextureFromPixels(texels, W, H, 2 * W));
+}
+
+/* Beach-ball stripes with white caps. */
+static E3DTexture *StripeTexture(void) {
+    enum { N = 64 };
+    static const int colours[6][3] = {{31, 6, 4}, {31, 31, 31}, {4, 10, 31}, {31, 26, 2}, {31, 31, 31}, {4, 26, 8}};
+    static uint16_t texels[N * N];
+    for (int y = 0; y < N; ++y) {
+        for (int x = 0; x < N; ++x) {
+            const int *c = colours[(x * 6) / N];
+            texels[y * N + x] = (y < 6 || y >= N - 6) ? Pixel(31, 31, 31) : Pixel(c[0], c[1], c[2]);
+        }
+    }
+    return Keep(CreateTextureFromPixels(texels, N, N, 2 * N));
 }
 
 static void Place(E3DMesh *m, float x, float y, float z, float ax, float ay, float az) {
@@ -56,7 +123,7 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
     SetActiveSceneCamera(scene, camera);
     SetSceneViewport(scene, viewport);
 
-    E3DMesh *floor = Floor(12, 24.0f, scene);
+    E3DMesh *floor = Floor(12, 24.0f);
     AssignMeshToScene(scene, floor, 0);
 
     static const struct {
@@ -85,7 +152,6 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
         Place(glass, -1.0f, 1.6f, 4.5f, 0, -35, 0);
         AssignMeshToScene(scene, glass, 0);
     }
-    SetMeshShadeMode(&floor->node, 1); /* unlit: the checker as it is */
     SetMeshShadeMode(&glass->node, 1);
 
     /* A smooth ball with a specular highlight, Gouraud-shaded. Generated
@@ -145,6 +211,41 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
         AssignMeshToScene(scene, chamfered, 0);
         AssignMeshToScene(scene, pillar, 0);
         AssignMeshToScene(scene, board, 0);
+    }
+    /* Textured objects: a chrome ball reflecting the sky (environment map), a
+     * billboard tree with colour-keyed holes (opacity map) and a Gouraud-lit
+     * striped ball (diffuse map). */
+    E3DMesh *chrome = SphereCreate(1.2f, NULL, 16, 24, 0xFFFFFF);
+    if (chrome) {
+        ActivateMesh(chrome);
+        LitColours(chrome, 0xFFFFFF);
+        SetMeshShadeMode(&chrome->node, 3);
+        SetMeshRenderMode(&chrome->node, 0x7F00000);
+        SetMaterialTexture(GetMeshDefaultMaterial(chrome), 2, SkyTexture(), 0);
+        Place(chrome, -4.6f, 1.2f, -7.6f, 0, 0, 0);
+        AssignMeshToScene(scene, chrome, 0);
+    }
+    E3DMesh *tree = BillboardCreate(4.0f, NULL, 0xFFFFFF);
+    if (tree) {
+        ActivateMesh(tree);
+        LitColours(tree, 0xFFFFFF);
+        SetMeshShadeMode(&tree->node, 3);
+        SetMeshCullMode(&tree->node, 0x08);
+        SetMeshRenderMode(&tree->node, 0x7F00000);
+        SetMaterialTexture(GetMeshDefaultMaterial(tree), 1, TreeTexture(), 0);
+        SetMeshBillboardMode(tree, 1);
+        Place(tree, -8.0f, 2.0f, 5.5f, 0, 0, 0);
+        AssignMeshToScene(scene, tree, 0);
+    }
+    E3DMesh *beach = SphereCreate(1.0f, NULL, 12, 18, 0xFFFFFF);
+    if (beach) {
+        ActivateMesh(beach);
+        LitColours(beach, 0xFFFFFF);
+        SetMeshShadeMode(&beach->node, 7);
+        SetMeshRenderMode(&beach->node, 0x7F00000);
+        SetMaterialTexture(GetMeshDefaultMaterial(beach), 0, StripeTexture(), 0);
+        Place(beach, 4.4f, 1.0f, -8.2f, 20, 30, 0);
+        AssignMeshToScene(scene, beach, 0);
     }
     /* An omni light with attenuation near the camera's left and a dimmer
      * directional light from the upper right. */

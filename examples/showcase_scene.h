@@ -15,7 +15,10 @@ extern const float kShowcaseEye[3];
 extern const float kShowcaseTarget[3];
 
 /* Builds the scene with its camera active and bound to `viewport`;
- * DeleteScene frees all of it. */
+ * DeleteScene frees all of it but the textures. */
 E3DScene *ShowcaseBuildScene(E3DViewport *viewport);
+
+/* Frees the textures the scene was built with, after DeleteScene. */
+void ShowcaseReleaseTextures(void);
 
 #endif

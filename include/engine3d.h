@@ -654,8 +654,11 @@ E3D_API E3DTextureLayer *SetTexture(E3DMesh *mesh, E3DTexture *texture, int32_t 
  * give NULL; more squares than pixels along a side give one-pixel cells;
  * when the pixels cannot be had the record is freed as well. */
 E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t height, int32_t squares, uint16_t a, uint16_t b);
-/* Engine3D addition: frees a texture from
- * CreateCheckerTexture, pixels and record (nothing for NULL). Not for a
+/* Engine3D addition: a texture copied from host 5-5-5 pixels (pitch in
+ * bytes); NULL unless both sides are 1..32768 and pitch >= 2 * width. */
+E3D_API E3DTexture *CreateTextureFromPixels(const uint16_t *pixels, int32_t width, int32_t height, int32_t pitch);
+/* Engine3D addition: frees a texture from CreateCheckerTexture or
+ * CreateTextureFromPixels, pixels and record (nothing for NULL). Not for a
  * host's own bitmap descriptions. */
 E3D_API void DeleteTexture(E3DTexture *texture);
 
@@ -962,6 +965,53 @@ E3D_API void FlatSolidTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
 E3D_API void GouraudSolidTriangle(E3DPolygon *polygon, E3DVertex *vertices);
 /* Corner colours interpolated and dithered, depth-tested. */
 E3D_API void GouraudSolidTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+
+/* ======================================================================
+ * Texture-mapped fillers
+ * Perspective-correct: texel coordinates are exact every 16 pixels and
+ * stepped in 16.16 between. Power-of-two layers wrap (masks width - 1 and
+ * height - 1, kept engine-wide); others address rows of `shift` texels.
+ * Corner coordinates are texel coordinates times invDepth, as the dispatch
+ * prepares them. Guard: any coordinates, finite or not, read only inside
+ * the texture; a layer without pixels draws nothing.
+ * ====================================================================== */
+
+/* Diffuse map (layer 0) stored unlit, painter's pass; opacity blends weight the frame by the level itself. */
+E3D_API void NoneDiffuseTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Diffuse map stored unlit, depth-tested (1/z, strictly nearer passes). */
+E3D_API void NoneDiffuseTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+/* Opacity map (layer 1) unlit, painter's pass; texel 0x8000 is a hole. */
+E3D_API void NoneOpacityTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Opacity map unlit with its colour-key holes, depth-tested. */
+E3D_API void NoneOpacityTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+/* Environment map (layer 2, second coordinate pair) unlit, painter's pass. */
+E3D_API void NoneEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Environment map unlit, depth-tested. */
+E3D_API void NoneEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+/* Diffuse map lit by the polygon colour through ScaleTable (texel 31 under white gives 30), painter's pass. */
+E3D_API void FlatDiffuseTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Diffuse map lit by the polygon colour, depth-tested; depth and coordinates step at every pixel. */
+E3D_API void FlatDiffuseTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+/* Opacity map lit by the polygon colour, painter's pass; texel 0x8000 is skipped while U and V advance. */
+E3D_API void FlatOpacityTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Opacity map lit by the polygon colour with its colour-key holes, depth-tested. */
+E3D_API void FlatOpacityTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+/* Environment map lit by the polygon colour, painter's pass. */
+E3D_API void FlatEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Environment map lit by the polygon colour, depth-tested. */
+E3D_API void FlatEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+/* Diffuse map scaled per channel by the dithered corner colours, painter's pass (dither anchored at the span end). */
+E3D_API void GouraudDiffuseTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Diffuse map scaled per channel by the dithered corner colours, depth-tested (dither at the screen column). */
+E3D_API void GouraudDiffuseTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+/* Opacity map scaled by the dithered corner colours, painter's pass; texel 0x8000 is a hole. */
+E3D_API void GouraudOpacityTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Opacity map scaled by the dithered corner colours with its holes, depth-tested. */
+E3D_API void GouraudOpacityTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
+/* Environment map scaled by the dithered corner colours, painter's pass. */
+E3D_API void GouraudEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Environment map scaled by the dithered corner colours, depth-tested. */
+E3D_API void GouraudEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
 
 /* @@SECTIONS@@ : later families are added above this line, one section each. */
 

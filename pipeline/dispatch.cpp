@@ -20,6 +20,8 @@ struct TextureState {
 // Fixed working storage: no allocation per polygon.
 E3DPolygon g_local;
 E3DVertex g_scratch[3];
+// Coordinate pair the fillers read: the environment fillers take the second.
+int g_texturePair;
 ClipPolygon g_clipA;
 ClipPolygon g_clipB;
 
@@ -94,8 +96,8 @@ void DrawFan(const ClipPolygon &poly, TriangleFiller filler) {
             g_scratch[j].screenY = corner[j]->screenY;
             g_scratch[j].invDepth = corner[j]->invDepth;
             if constexpr ((Set & kAttrTextured) != 0) {
-                g_local.coords[j][0] = corner[j]->u;
-                g_local.coords[j][1] = corner[j]->v;
+                g_local.coords[j][g_texturePair] = corner[j]->u;
+                g_local.coords[j][g_texturePair + 1] = corner[j]->v;
             }
         }
         if constexpr ((Set & kAttrGouraud) != 0) {
@@ -178,7 +180,10 @@ template <int Set>
 void DispatchSolid(E3DVertex *vertices, const E3DVertex *const (&v)[3], uint32_t any, uint32_t mode,
                    TriangleFiller filler) {
     TextureState tex{-1, 0.0f, 0.0f, false};
-    if constexpr ((Set & kAttrTextured) != 0) tex = SetUpTexture(&g_local, mode);
+    if constexpr ((Set & kAttrTextured) != 0) {
+        tex = SetUpTexture(&g_local, mode);
+        g_texturePair = tex.slot == 2 ? 2 : 0;
+    }
     if (any & (kOutNear | kOutFar)) {
         NearFarPath<Set>(v, any, tex, filler);
         return;
@@ -187,7 +192,7 @@ void DispatchSolid(E3DVertex *vertices, const E3DVertex *const (&v)[3], uint32_t
         const int first = tex.slot == 2 ? 2 : 0;
         for (int j = 0; j < 3; ++j) {
             TexelCoordinates(tex, g_local.coords[j][first], g_local.coords[j][first + 1], v[j]->invDepth,
-                             g_local.coords[j][0], g_local.coords[j][1]);
+                             g_local.coords[j][first], g_local.coords[j][first + 1]);
         }
     }
     if (any == 0) {
@@ -197,8 +202,8 @@ void DispatchSolid(E3DVertex *vertices, const E3DVertex *const (&v)[3], uint32_t
     LoadCorners<Set>(v, false);
     if constexpr ((Set & kAttrTextured) != 0) {
         for (int j = 0; j < 3; ++j) {
-            g_clipA.corners[j].u = g_local.coords[j][0];
-            g_clipA.corners[j].v = g_local.coords[j][1];
+            g_clipA.corners[j].u = g_local.coords[j][g_texturePair];
+            g_clipA.corners[j].v = g_local.coords[j][g_texturePair + 1];
         }
     }
     ClipToScreenAndDraw<Set>(filler);

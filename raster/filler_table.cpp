@@ -28,11 +28,21 @@ constexpr Row MakeRow(const Pair (&pairs)[N]) {
     return row;
 }
 
-// Unlit solid polygons share the flat fillers. Dots, wire and the mapped
-// families are not built yet: their entries stay empty.
-constexpr Pair kNone[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ}};
-constexpr Pair kFlat[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ}};
-constexpr Pair kGouraud[] = {{7, GouraudSolidTriangle, GouraudSolidTriangleZ}};
+// Unlit solid polygons share the flat fillers. Dots and wire are not built
+// yet: their entries stay empty. Draw modes 15, 23 and 39 are the diffuse,
+// opacity and environment maps.
+constexpr Pair kNone[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ},
+                          {15, NoneDiffuseTriangle, NoneDiffuseTriangleZ},
+                          {23, NoneOpacityTriangle, NoneOpacityTriangleZ},
+                          {39, NoneEnvironmentTriangle, NoneEnvironmentTriangleZ}};
+constexpr Pair kFlat[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ},
+                          {15, FlatDiffuseTriangle, FlatDiffuseTriangleZ},
+                          {23, FlatOpacityTriangle, FlatOpacityTriangleZ},
+                          {39, FlatEnvironmentTriangle, FlatEnvironmentTriangleZ}};
+constexpr Pair kGouraud[] = {{7, GouraudSolidTriangle, GouraudSolidTriangleZ},
+                             {15, GouraudDiffuseTriangle, GouraudDiffuseTriangleZ},
+                             {23, GouraudOpacityTriangle, GouraudOpacityTriangleZ},
+                             {39, GouraudEnvironmentTriangle, GouraudEnvironmentTriangleZ}};
 constexpr Pair kNothing[] = {{0, EmptyFiller, EmptyFiller}};
 
 constexpr Row kEmptyRow = MakeRow(kNothing);

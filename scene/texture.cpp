@@ -1,4 +1,5 @@
-// Textures: the checker generator and the matching release.
+// Textures: the checker generator, textures from a host's own pixels and
+// the matching release.
 #include "engine3d.h"
 
 #include <cstring>
@@ -40,6 +41,37 @@ extern "C" E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t heigh
             other = swap;
         }
     }
+    return t;
+}
+
+// The fillers address texels through the integer part of 16.16 values: at
+// most 32768 columns and rows.
+constexpr int32_t kLargestTextureSide = 32768;
+
+extern "C" E3D_API E3DTexture *CreateTextureFromPixels(const uint16_t *pixels, int32_t width, int32_t height,
+                                                       int32_t pitch) {
+    if (!pixels || width < 1 || height < 1 || width > kLargestTextureSide || height > kLargestTextureSide ||
+        pitch / 2 < width) {
+        return nullptr;
+    }
+    auto *t = static_cast<E3DTexture *>(AllocateMemory(sizeof(E3DTexture)));
+    if (!t) return nullptr;
+    std::memset(t, 0, sizeof *t);
+    const uint32_t rowBytes = 2 * uint32_t(width);
+    auto *copy = static_cast<uint16_t *>(AllocateMemory(rowBytes * uint32_t(height)));
+    if (!copy) {
+        FreeMemory(t);
+        return nullptr;
+    }
+    // Rows are packed in the copy; the caller's may be further apart.
+    const auto *from = reinterpret_cast<const unsigned char *>(pixels);
+    for (int32_t y = 0; y < height; ++y) {
+        std::memcpy(copy + size_t(y) * uint32_t(width), from + size_t(y) * uint32_t(pitch), rowBytes);
+    }
+    t->pixels = copy;
+    t->pitch = int32_t(rowBytes);
+    t->width = t->width2 = width;
+    t->height = t->height2 = height;
     return t;
 }
 

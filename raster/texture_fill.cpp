@@ -1,0 +1,435 @@
+// Texture-mapped fillers. Every span writer (three lightings, colour key or
+// not, two passes, two addressing forms, four operators) comes from one
+// template body; each filler owns its groups of four in blend order and
+// picks one per polygon.
+#include "raster/texture_fill.h"
+
+#include <climits>
+#include <cmath>
+
+#if defined(__SSE__) || defined(__x86_64__)
+#include <xmmintrin.h>
+#endif
+
+#include "raster/gouraud_solid.h"
+#include "raster/pixel.h"
+#include "raster/raster.h"
+
+namespace e3d {
+
+TextureMasks g_textureMasks = {127, 127};
+
+namespace {
+
+enum Blend { kReplace = 0, kAdditive = 1, kOpacity = 2, kSubtractive = 3 };
+
+// Runs of 16 pixels, each with one exact division; linear 16.16 in between.
+constexpr int32_t kRunLength = 16;
+constexpr int32_t kRunShift = 4;
+constexpr int32_t kRunMask = 15;
+
+// Interpolant order on the edges: 1/z, u/z, v/z, then the corner colours.
+constexpr int kZ = 0, kU = 1, kV = 2, kRed = 3;
+
+constexpr int Interpolants(int lighting) { return lighting == kTextureGouraud ? 6 : 3; }
+
+// Per-triangle values the span writers read.
+struct TextureState {
+    const uint16_t *texels;
+    uint32_t shift;        // log2 of the row length (masked form), or the row length
+    int64_t lastTexel;     // row-length form: the last index inside the texture
+    float dzdx, dudx, dvdx;
+    float zRun, uRun, vRun;  // 16 x the per-pixel gradients
+    Fixed16_16 biasU, biasV;
+    // Flat lighting: the ScaleTable rows of the polygon colour's b5, g5 and
+    // r5, each already in its channel's place, side by side.
+    uint16_t light[96];
+    const uint16_t *sourceWeight;  // ProductTable rows of the opacity operator
+    const uint16_t *destWeight;
+    Fixed16_16 colorBias[3];  // Gouraud
+    float colorDdx[3];
+};
+
+TextureState g_tex;
+
+// x rounded to the nearest integer (ties to even), wrapped to 32 bits. The
+// conversion instruction answers every value in range; the rest (far-tiled
+// coordinates) wraps, which keeps the right power-of-two texel, and
+// non-finite values give 0.
+inline uint32_t RoundWrap32(float x) {
+#if defined(__SSE__) || defined(__x86_64__)
+    const int32_t r = _mm_cvtss_si32(_mm_set_ss(x));
+    if (r != INT32_MIN) return uint32_t(r);
+#endif
+    if (!(std::fabs(x) < 9.0e18f)) return 0;
+    return uint32_t(uint64_t(std::llrint(x)));
+}
+
+// round(x * 65536): 16.16 fixed point.
+inline uint32_t To16_16(float x) { return RoundWrap32(x * 65536.0f); }
+
+// The same conversion as the solid fillers, so that textured and solid
+// surfaces meet with the same depth values.
+inline uint32_t ToDepth(float z) { return uint32_t(int32_t(std::lrint(z * kDepthScale))); }
+
+// 0x8000 when the channel rises to the right (or is flat across and rises
+// downward), else 0x7FFF: the same rule as the solid Gouraud fillers.
+inline Fixed16_16 ChannelBias(float ddx, float ddy) {
+    return (ddx > 0.0f || (ddx == 0.0f && ddy >= 0.0f)) ? 0x8000 : 0x7FFF;
+}
+
+inline uint32_t Channel8(uint32_t value) {
+    // Guard: overshoot past the corner range at pixel edges is held to 0..255.
+    const int32_t v = int32_t(value) >> 16;
+    return v < 0 ? 0u : (v > 255 ? 255u : uint32_t(v));
+}
+
+// The ordered dither in closed form: a band of 8 rounds up when its low
+// bits exceed the matrix entry m (up = 7 - m), and the top band stays at 31.
+// The same level as DitherHigh[v] plus the DitherLow carry, without tables.
+inline uint32_t DitherLevel(uint32_t v, uint32_t up) {
+    const uint32_t level = (v + up) >> 3;
+    return level < 31 ? level : 31;
+}
+
+// What steps per pixel: texel coordinates (restarted every run), depth and
+// Gouraud colours (linear across the whole span).
+struct Cursor {
+    uint32_t U, V, dU, dV;
+    uint32_t d, dd;
+    uint32_t c[3], dc[3];
+};
+
+// Writes `count` pixels from x and advances the cursor past them.
+template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
+inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cursor &cur, uint32_t ditherRow,
+                   int32_t xRight) {
+    const TextureState &s = g_tex;
+    uint32_t U = cur.U, V = cur.V, d = cur.d;
+    const uint32_t dU = cur.dU, dV = cur.dV, dd = cur.dd;
+    uint32_t c[3] = {cur.c[0], cur.c[1], cur.c[2]};
+    const uint16_t *texels = s.texels;
+    const uint16_t *light = s.light;
+    const uint32_t shift = s.shift;
+    const uint32_t uMask = g_textureMasks.u, vMask = g_textureMasks.v;
+    const int64_t last = s.lastTexel;
+    const int32_t end = x + count;
+    for (; x < end; ++x) {
+        bool pass = true;
+        if constexpr (Depth) pass = int32_t(d) > depth[x];
+        if (pass) {
+            const int32_t column = int32_t(U) >> 16, row = int32_t(V) >> 16;
+            uint32_t t;
+            if constexpr (Masked) {
+                t = texels[(uint32_t(row) & vMask) << shift | (uint32_t(column) & uMask)];
+            } else {
+                int64_t i = int64_t(row) * shift + column;
+                // Guard: coordinates the dispatch never produces read the
+                // first or last texel instead of memory outside the texture.
+                i = i < 0 ? 0 : (i > last ? last : i);
+                t = texels[i];
+            }
+            if (!Key || t != kKeyPixel) {
+                uint32_t lit;
+                if constexpr (Lighting == kTextureUnlit) {
+                    lit = t;
+                } else if constexpr (Lighting == kTextureFlat) {
+                    // One base for the three rows keeps a register free.
+                    lit = uint32_t(light[t & 31u]) | light[32 + size_t((t >> 5) & 31u)] |
+                          light[64 + size_t((t >> 10) & 31u)];
+                } else {
+                    const uint32_t column4 = Depth ? uint32_t(x & 3) : uint32_t((x - xRight) & 3);
+                    const uint32_t up = 7u - DitherMatrix[ditherRow][column4];
+                    const uint32_t ir = DitherLevel(Channel8(c[0]), up);
+                    const uint32_t ig = DitherLevel(Channel8(c[1]), up);
+                    const uint32_t ib = DitherLevel(Channel8(c[2]), up);
+                    lit = uint32_t(g_rasterTables.scaleRed[ir << 5 | ((t >> 10) & 31u)]) |
+                          g_rasterTables.scaleGreen[ig << 5 | ((t >> 5) & 31u)] |
+                          g_rasterTables.scale[ib << 5 | (t & 31u)];
+                }
+                if constexpr (Op == kReplace) {
+                    frame[x] = uint16_t(lit);
+                    if constexpr (Depth) depth[x] = int32_t(d);
+                } else if constexpr (Op == kAdditive) {
+                    frame[x] = AddPixels(lit, frame[x]);
+                } else if constexpr (Op == kOpacity) {
+                    const uint32_t f = frame[x];
+                    const uint32_t r = (s.destWeight[(f >> 10) & 31u] + s.sourceWeight[(lit >> 10) & 31u]) >> 8;
+                    const uint32_t g = (s.destWeight[(f >> 5) & 31u] + s.sourceWeight[(lit >> 5) & 31u]) >> 8;
+                    const uint32_t b = (s.destWeight[f & 31u] + s.sourceWeight[lit & 31u]) >> 8;
+                    frame[x] = uint16_t(r << 10 | g << 5 | b);
+                } else if constexpr (Depth) {
+                    frame[x] = SubtractPixelsDepth(lit, frame[x]);
+                } else {
+                    frame[x] = SubtractPixelsSorted(lit, frame[x]);
+                }
+            }
+        }
+        // Coordinates, depth and colours advance at every pixel, drawn or not.
+        U += dU;
+        V += dV;
+        if constexpr (Depth) d += dd;
+        if constexpr (Lighting == kTextureGouraud) {
+            c[0] += cur.dc[0];
+            c[1] += cur.dc[1];
+            c[2] += cur.dc[2];
+        }
+    }
+    cur.U = U;
+    cur.V = V;
+    cur.d = d;
+    cur.c[0] = c[0];
+    cur.c[1] = c[1];
+    cur.c[2] = c[2];
+}
+
+// The runs of one scanline [xLeft, xRight). Clip: only [from, to) lies
+// inside the target (direct calls with corners off the buffer).
+template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Clip>
+void Runs(uint16_t *frame, int32_t *depth, int32_t y, const float *left, const float *right, int32_t xLeft,
+          int32_t xRight, int32_t from, int32_t to) {
+    const TextureState &s = g_tex;
+    int32_t runs = (xRight - xLeft) >> kRunShift, rest = (xRight - xLeft) & kRunMask;
+    if (rest == 0) {  // the last pixels always go through the tail
+        rest = kRunLength;
+        runs -= 1;
+    }
+    Cursor start{};
+    if constexpr (Depth) {
+        start.d = ToDepth(left[kZ]);
+        start.dd = ToDepth(s.dzdx);
+    }
+    if constexpr (Lighting == kTextureGouraud) {
+        for (int i = 0; i < 3; ++i) {
+            start.c[i] = To16_16(left[kRed + i]) + uint32_t(s.colorBias[i]);
+            start.dc[i] = To16_16(s.colorDdx[i]);
+        }
+    }
+    Cursor cur = start;
+    const uint32_t ditherRow = uint32_t(y & 3);
+    // Writes the run [x, x + count) with its coordinates in cur.
+    auto emit = [&](int32_t x, int32_t count) {
+        if constexpr (!Clip) {
+            Pixels<Lighting, Key, Depth, Masked, Op>(frame, depth, x, count, cur, ditherRow, xRight);
+        } else {
+            const int32_t begin = x > from ? x : from;
+            const int32_t end = x + count < to ? x + count : to;
+            if (begin >= end) return;
+            const uint32_t skip = uint32_t(begin - x), offset = uint32_t(begin - xLeft);
+            Cursor at = cur;
+            at.U += skip * cur.dU;
+            at.V += skip * cur.dV;
+            at.d = start.d + offset * start.dd;
+            for (int i = 0; i < 3; ++i) at.c[i] = start.c[i] + offset * start.dc[i];
+            Pixels<Lighting, Key, Depth, Masked, Op>(frame, depth, begin, end - begin, at, ditherRow, xRight);
+        }
+    };
+    float z = left[kZ], u = left[kU], v = left[kV];
+    float r = 1.0f / z;
+    float uStart = u * r, vStart = v * r;
+    int32_t x = xLeft;
+    for (int32_t k = 0; k < runs; ++k, x += kRunLength) {
+        if (Clip && x >= to) return;
+        z += s.zRun;
+        u += s.uRun;
+        v += s.vRun;
+        r = 1.0f / z;
+        const float uEnd = u * r, vEnd = v * r;
+        cur.U = To16_16(uStart) + uint32_t(s.biasU);
+        cur.V = To16_16(vStart) + uint32_t(s.biasV);
+        cur.dU = uint32_t(int32_t(To16_16(uEnd - uStart)) >> kRunShift);
+        cur.dV = uint32_t(int32_t(To16_16(vEnd - vStart)) >> kRunShift);
+        emit(x, kRunLength);
+        uStart = uEnd;
+        vStart = vEnd;
+    }
+    if (Clip && x >= to) return;
+    // The tail ends exactly at the last pixel of the span.
+    r = 1.0f / (right[kZ] - s.dzdx);
+    const float uEnd = (right[kU] - s.dudx) * r, vEnd = (right[kV] - s.dvdx) * r;
+    cur.U = To16_16(uStart) + uint32_t(s.biasU);
+    cur.V = To16_16(vStart) + uint32_t(s.biasV);
+    cur.dU = cur.dV = 0;
+    if (rest > 1) {
+        cur.dU = uint32_t(int32_t(To16_16(uEnd - uStart)) / (rest - 1));
+        cur.dV = uint32_t(int32_t(To16_16(vEnd - vStart)) / (rest - 1));
+    }
+    emit(x, rest);
+}
+
+// One scanline [left x, right x); only [from, to) lies inside the target.
+template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
+void TextureSpan(uint16_t *frame, int32_t *depth, int32_t y, const EdgeWalker<Interpolants(Lighting)> &left,
+                 const EdgeWalker<Interpolants(Lighting)> &right, int32_t from, int32_t to) {
+    const int32_t xLeft = left.x, xRight = right.x;
+    if (xRight - xLeft < 1) return;
+    if (from == xLeft && to == xRight) {
+        Runs<Lighting, Key, Depth, Masked, Op, false>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
+                                                      to);
+    } else {
+        Runs<Lighting, Key, Depth, Masked, Op, true>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
+                                                     to);
+    }
+}
+
+template <int Lighting>
+using TextureSpanWriter = void (*)(uint16_t *, int32_t *, int32_t, const EdgeWalker<Interpolants(Lighting)> &,
+                                   const EdgeWalker<Interpolants(Lighting)> &, int32_t, int32_t);
+
+template <int Lighting, bool Key, bool Depth, bool Masked>
+constexpr TextureSpanWriter<Lighting> kGroup[4] = {
+    TextureSpan<Lighting, Key, Depth, Masked, kReplace>, TextureSpan<Lighting, Key, Depth, Masked, kAdditive>,
+    TextureSpan<Lighting, Key, Depth, Masked, kOpacity>, TextureSpan<Lighting, Key, Depth, Masked, kSubtractive>};
+
+// The edge walk of the solid fillers, handing both edges to the writer: the
+// tail of a span takes its end values from the right edge.
+template <int N, class Writer>
+void Scan(TriangleSetUp<N> &s, const RasterTarget &t, Writer writer) {
+    EdgeWalker<N> *left = s.middleOnRight ? &s.longEdge : &s.topEdge;
+    EdgeWalker<N> *right = s.middleOnRight ? &s.topEdge : &s.longEdge;
+    for (int part = 0; part < 2; ++part) {
+        EdgeWalker<N> &shortEdge = part == 0 ? s.topEdge : s.bottomEdge;
+        if (s.middleOnRight) right = &shortEdge;
+        else left = &shortEdge;
+        for (int32_t h = shortEdge.height; h > 0; --h) {
+            const int32_t y = left->y;
+            if (y >= t.height) return;
+            if (y >= 0) {
+                const int32_t from = left->x > 0 ? left->x : 0;
+                const int32_t to = right->x < t.width ? right->x : t.width;
+                if (from < to) {
+                    const size_t row = size_t(y) * size_t(t.pitch);
+                    writer(t.frame + row, t.depth ? t.depth + row : nullptr, y, *left, *right, from, to);
+                }
+            }
+            left->Advance();
+            right->Advance();
+        }
+    }
+}
+
+// Sign of the true coordinate's slope along x (then y): u = (u/z) / (1/z).
+inline Fixed16_16 CoordinateBias(float dqdx, float dzdx, float dqdy, float dzdy, float zA, float qA) {
+    const float sx = dqdx * zA - qA * dzdx;
+    if (sx > 0.0f) return 0x8000;
+    if (sx < 0.0f) return 0x7FFF;
+    return dqdy * zA - qA * dzdy >= 0.0f ? 0x8000 : 0x7FFF;
+}
+
+template <int Lighting, int Map, bool Depth>
+void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
+    constexpr int N = Interpolants(Lighting);
+    constexpr bool Key = Map == kOpacityMap;
+    const RasterTables &tables = g_rasterTables;
+    const bool back = (p->flags & 0x80u) != 0;
+    const E3DMaterial *material = back ? p->backMaterial : p->material;
+    const E3DTextureLayer &layer = material->layers[Map];
+    const uint16_t *texels = layer.pixels;
+    if (layer.mode & 2u) {
+        // A bitmap layer: the record's pixels plus its byte offset word.
+        const E3DTexture *t = layer.texture;
+        if (!t || !t->pixels) return;
+        texels = reinterpret_cast<const uint16_t *>(reinterpret_cast<const uint8_t *>(t->pixels) +
+                                                    (t->reserved2[4] & ~1u));
+    }
+    // Guard: a layer without pixels, or with sizes that address nothing.
+    const bool masked = (layer.mode & 0x40000000u) != 0;
+    if (!texels || layer.width < 1 || layer.height < 1 || layer.shift < 0 || (masked && layer.shift > 30)) return;
+    if (Lighting != kTextureUnlit && !(tables.scale && tables.scaleGreen && tables.scaleRed)) return;
+
+    uint32_t blend = material->alphaMode & 3u;
+    if (blend == kOpacity) {
+        const uint32_t level = material->alphaLevel;
+        if (level == 0) return;
+        if (level >= 255) {
+            blend = kReplace;
+        } else {
+            if (!tables.product) return;
+            // The unlit family stores the level itself as the frame's weight.
+            const uint32_t weight = Lighting == kTextureUnlit ? level : 255 - level;
+            g_tex.destWeight = tables.product + weight * 32;
+            g_tex.sourceWeight = tables.product + (255 - weight) * 32;
+        }
+    }
+    TextureSpanWriter<Lighting> writer;
+    if (masked) {
+        g_textureMasks.u = uint32_t(layer.width - 1);
+        g_textureMasks.v = uint32_t(layer.height - 1);
+        writer = kGroup<Lighting, Key, Depth, true>[blend];
+    } else {
+        writer = kGroup<Lighting, Key, Depth, false>[blend];
+    }
+    g_tex.texels = texels;
+    g_tex.shift = uint32_t(layer.shift);
+    g_tex.lastTexel = int64_t(layer.height - 1) * layer.shift + (layer.width - 1);
+    if constexpr (Lighting == kTextureFlat) {
+        const uint32_t k = p->color;
+        for (uint32_t i = 0; i < 32; ++i) {
+            g_tex.light[i] = tables.scale[Blue5(k) * 32 + i];
+            g_tex.light[32 + i] = tables.scaleGreen[Green5(k) * 32 + i];
+            g_tex.light[64 + i] = tables.scaleRed[Red5(k) * 32 + i];
+        }
+    }
+
+    const int pair = Map == kEnvironmentMap ? 2 : 0;
+    const uint32_t colors[3] = {p->color, p->color1, p->color2};
+    // The back side takes the corners in stored order, the front reversed,
+    // so both sides keep the same screen winding.
+    const int order[3] = {back ? 0 : 2, 1, back ? 2 : 0};
+    SetUpCorner<N> corner[3];
+    for (int i = 0; i < 3; ++i) {
+        const int slot = order[i];
+        const E3DVertex &v = vertices[p->vertex[slot]];
+        corner[i].x = ToFixed28_4(v.screenX);
+        corner[i].y = ToFixed28_4(v.screenY);
+        corner[i].attr[kZ] = v.invDepth;
+        corner[i].attr[kU] = p->coords[slot][pair];
+        corner[i].attr[kV] = p->coords[slot][pair + 1];
+        if constexpr (Lighting == kTextureGouraud) {
+            const uint32_t k = colors[slot];
+            corner[i].attr[kRed] = float((k >> 16) & 255u);
+            corner[i].attr[kRed + 1] = float((k >> 8) & 255u);
+            corner[i].attr[kRed + 2] = float(k & 255u);
+        }
+    }
+    TriangleSetUp<N> s;
+    if (!SetUpTriangle(s, corner[0], corner[1], corner[2])) return;
+    g_tex.dzdx = s.ddx[kZ];
+    g_tex.dudx = s.ddx[kU];
+    g_tex.dvdx = s.ddx[kV];
+    g_tex.zRun = float(kRunLength) * s.ddx[kZ];
+    g_tex.uRun = float(kRunLength) * s.ddx[kU];
+    g_tex.vRun = float(kRunLength) * s.ddx[kV];
+    const float zA = corner[0].attr[kZ];
+    g_tex.biasU = CoordinateBias(s.ddx[kU], s.ddx[kZ], s.ddy[kU], s.ddy[kZ], zA, corner[0].attr[kU]);
+    g_tex.biasV = CoordinateBias(s.ddx[kV], s.ddx[kZ], s.ddy[kV], s.ddy[kZ], zA, corner[0].attr[kV]);
+    if constexpr (Lighting == kTextureGouraud) {
+        for (int c = 0; c < 3; ++c) {
+            g_tex.colorBias[c] = ChannelBias(s.ddx[kRed + c], s.ddy[kRed + c]);
+            g_tex.colorDdx[c] = s.ddx[kRed + c];
+        }
+    }
+    Scan(s, target, writer);
+}
+
+using TextureFiller = void (*)(E3DPolygon *, E3DVertex *, const RasterTarget &);
+
+template <int Lighting, int Map>
+constexpr TextureFiller kPassPair[2] = {Fill<Lighting, Map, false>, Fill<Lighting, Map, true>};
+
+template <int Lighting>
+constexpr const TextureFiller *kMaps[3] = {kPassPair<Lighting, kDiffuseMap>, kPassPair<Lighting, kOpacityMap>,
+                                           kPassPair<Lighting, kEnvironmentMap>};
+
+constexpr const TextureFiller *const *kFills[3] = {kMaps<kTextureUnlit>, kMaps<kTextureFlat>,
+                                                   kMaps<kTextureGouraud>};
+
+}  // namespace
+
+void TextureFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarget &target, TextureLighting lighting,
+                 TextureMapKind map, bool depthPass) {
+    if (!target.frame || (depthPass && !target.depth)) return;
+    kFills[lighting][map][depthPass ? 1 : 0](polygon, vertices, target);
+}
+
+}  // namespace e3d
