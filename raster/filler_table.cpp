@@ -3,6 +3,7 @@
 #include <array>
 
 #include "raster/raster.h"
+#include "raster/wire.h"
 
 namespace e3d {
 
@@ -28,11 +29,17 @@ constexpr Row MakeRow(const Pair (&pairs)[N]) {
     return row;
 }
 
-// Unlit solid polygons share the flat fillers. Dots, wire and the mapped
+// Unlit solid, dots and wire polygons share the flat fillers. The mapped
 // families are not built yet: their entries stay empty.
-constexpr Pair kNone[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ}};
-constexpr Pair kFlat[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ}};
-constexpr Pair kGouraud[] = {{7, GouraudSolidTriangle, GouraudSolidTriangleZ}};
+constexpr Pair kNone[] = {{1, ClipAndDrawFlatDotsTriangle, ClipAndDrawFlatDotsTriangleZ},
+                          {3, ClipAndDrawFlatWireTriangle, ClipAndDrawFlatWireTriangleZ},
+                          {7, FlatSolidTriangle, FlatSolidTriangleZ}};
+constexpr Pair kFlat[] = {{1, ClipAndDrawFlatDotsTriangle, ClipAndDrawFlatDotsTriangleZ},
+                          {3, ClipAndDrawFlatWireTriangle, ClipAndDrawFlatWireTriangleZ},
+                          {7, FlatSolidTriangle, FlatSolidTriangleZ}};
+constexpr Pair kGouraud[] = {{1, ClipAndDrawGouraudDotsTriangle, ClipAndDrawGouraudDotsTriangleZ},
+                             {3, ClipAndDrawGouraudWireTriangle, ClipAndDrawGouraudWireTriangleZ},
+                             {7, GouraudSolidTriangle, GouraudSolidTriangleZ}};
 constexpr Pair kNothing[] = {{0, EmptyFiller, EmptyFiller}};
 
 constexpr Row kEmptyRow = MakeRow(kNothing);

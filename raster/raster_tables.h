@@ -3,6 +3,8 @@
 
 namespace e3d {
 
+// Sets up the two line tables (raster/line.h) first, then allocates and
+// fills the lookup tables.
 void BuildRasterTables();
 void ReleaseRasterTables();
 
