@@ -974,6 +974,16 @@ E3D_API void GouraudWireTriangle(E3DPolygon *polygon, E3DVertex *vertices);
 /* A line in colour 0x00RRGGBB through the viewport's scissor (loaded as clip bounds); current viewport restored. */
 E3D_API void DrawLine2D(E3DViewport *viewport, float x0, float y0, float x1, float y1, uint32_t colour);
 
+/* ======================================================================
+ * 2D drawing and post effects
+ * Both borrow the current viewport for the call and restore it.
+ * ====================================================================== */
+
+/* Fills one screen-space triangle with FlatSolidTriangle, clipped at the scissor when a vertex out-code is set; leaves clip bounds 0..width x 0..height after clipping. */
+E3D_API void DrawTriangle2D(E3DPolygon *polygon, E3DVertex *vertices, E3DViewport *viewport);
+/* Lays the viewport's material (colour, or a texture slot that stays chosen across calls) over the scissor; no material: nothing. Guard: draw modes past the selection table draw nothing. */
+E3D_API void DrawViewportPostFX(E3DViewport *viewport);
+
 /* @@SECTIONS@@ : later families are added above this line, one section each. */
 
 #ifdef __cplusplus
