@@ -18,4 +18,7 @@ extern const float kShowcaseTarget[3];
  * DeleteScene frees all of it. */
 E3DScene *ShowcaseBuildScene(E3DViewport *viewport);
 
+/* Renders the render-modes picture into dir/showcase_modes.png; 0 on success. */
+int ShowcaseRenderModes(const char *dir);
+
 #endif
