@@ -155,7 +155,7 @@ extern "C" E3D_API void DrawViewportPostFX(E3DViewport *viewport) {
     if (texture == 0x800000u) g_overlaySlot = 0;
     else if (texture == 0x1000000u) g_overlaySlot = 1;
     const E3DTextureLayer &layer = m->layers[g_overlaySlot];
-    const float maxU = float(layer.width - 1), maxV = float(layer.height - 1);
+    const float maxU = float(int64_t(layer.width) - 1), maxV = float(int64_t(layer.height) - 1);
     const float us[4] = {0.0f, maxU, maxU, 0.0f}, vs[4] = {0.0f, 0.0f, maxV, maxV};
     // Guard: draw modes from bit 26 up index past the row's 128 entries.
     const uint32_t index = (m->mode >> 19) & 0xFEu;
