@@ -67,6 +67,7 @@ int main(int argc, char **argv) {
     int failed = Render(scene, viewport, pixels, depthPath, "depth buffer:");
     SetViewportDepthState(viewport, 0);
     failed |= Render(scene, viewport, pixels, painterPath, "painter's sort:");
+    failed |= ShowcaseRenderModes(dir);
 
     DeleteScene(scene);
     ShowcaseReleaseTextures();

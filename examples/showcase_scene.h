@@ -21,4 +21,7 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport);
 /* Frees the textures the scene was built with, after DeleteScene. */
 void ShowcaseReleaseTextures(void);
 
+/* Renders the render-modes picture into dir/showcase_modes.png; 0 on success. */
+int ShowcaseRenderModes(const char *dir);
+
 #endif

@@ -1013,6 +1013,42 @@ E3D_API void GouraudEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices
 /* Environment map scaled by the dithered corner colours, depth-tested. */
 E3D_API void GouraudEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
 
+/* ======================================================================
+ * Dots, wire and lines
+ * A line runs from its first end's pixel up to, not including, its second
+ * end's pixel (ends rounded to the nearest pixel), one pixel per step along
+ * the longer axis; the other coordinate is the exact line's, rounded to
+ * nearest with a tie going to the smaller coordinate. So a closed outline
+ * and a line split into pieces write every pixel once. Lines are clipped to
+ * x in [clipXMin, clipXMaxInner], y in [clipYMin, clipYMaxInner] without
+ * changing their pixels. Start-up builds two line tables: the step
+ * directions of the eight octants and ceil(2^36 / n) for n < 1024, which
+ * makes a Gouraud colour step trunc(delta * 65536 / length) one multiply.
+ * Guard: ends beyond 2^20 pixels are first cut to that square; an edge with
+ * an end that is not finite draws nothing.
+ * ====================================================================== */
+
+/* The three corners as single pixels (truncated), strictly inside the clip bounds; no depth, no blending. */
+E3D_API void FlatDotsTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* As FlatDotsTriangle, each corner in its own colour (color, color1, color2 for slots 0, 1, 2). */
+E3D_API void GouraudDotsTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* Visible edges (flags 0x200: 0-1, 0x400: 1-2, 0x800: 2-0) as lines; flag 0x40 blends by the material. */
+E3D_API void FlatWireTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* As FlatWireTriangle, corner colours interpolated along each edge (8.16 steps, not dithered). */
+E3D_API void GouraudWireTriangle(E3DPolygon *polygon, E3DVertex *vertices);
+/* A line in colour 0x00RRGGBB through the viewport's scissor (loaded as clip bounds); current viewport restored. */
+E3D_API void DrawLine2D(E3DViewport *viewport, float x0, float y0, float x1, float y1, uint32_t colour);
+
+/* ======================================================================
+ * 2D drawing and post effects
+ * Both borrow the current viewport for the call and restore it.
+ * ====================================================================== */
+
+/* Fills one screen-space triangle with FlatSolidTriangle, clipped at the scissor when a vertex out-code is set; leaves clip bounds 0..width x 0..height after clipping. */
+E3D_API void DrawTriangle2D(E3DPolygon *polygon, E3DVertex *vertices, E3DViewport *viewport);
+/* Lays the viewport's material (colour, or a texture slot that stays chosen across calls) over the scissor; no material: nothing. Guard: draw modes past the selection table draw nothing. */
+E3D_API void DrawViewportPostFX(E3DViewport *viewport);
+
 /* @@SECTIONS@@ : later families are added above this line, one section each. */
 
 #ifdef __cplusplus

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "raster/raster.h"
+#include "raster/wire.h"
 
 namespace e3d {
 
@@ -28,18 +29,24 @@ constexpr Row MakeRow(const Pair (&pairs)[N]) {
     return row;
 }
 
-// Unlit solid polygons share the flat fillers. Dots and wire are not built
-// yet: their entries stay empty. Draw modes 15, 23 and 39 are the diffuse,
-// opacity and environment maps.
-constexpr Pair kNone[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ},
+// Unlit solid, dots and wire polygons share the flat fillers. Draw modes 1
+// and 3 are dots and wire; 15, 23 and 39 the diffuse, opacity and
+// environment maps.
+constexpr Pair kNone[] = {{1, ClipAndDrawFlatDotsTriangle, ClipAndDrawFlatDotsTriangleZ},
+                          {3, ClipAndDrawFlatWireTriangle, ClipAndDrawFlatWireTriangleZ},
+                          {7, FlatSolidTriangle, FlatSolidTriangleZ},
                           {15, NoneDiffuseTriangle, NoneDiffuseTriangleZ},
                           {23, NoneOpacityTriangle, NoneOpacityTriangleZ},
                           {39, NoneEnvironmentTriangle, NoneEnvironmentTriangleZ}};
-constexpr Pair kFlat[] = {{7, FlatSolidTriangle, FlatSolidTriangleZ},
+constexpr Pair kFlat[] = {{1, ClipAndDrawFlatDotsTriangle, ClipAndDrawFlatDotsTriangleZ},
+                          {3, ClipAndDrawFlatWireTriangle, ClipAndDrawFlatWireTriangleZ},
+                          {7, FlatSolidTriangle, FlatSolidTriangleZ},
                           {15, FlatDiffuseTriangle, FlatDiffuseTriangleZ},
                           {23, FlatOpacityTriangle, FlatOpacityTriangleZ},
                           {39, FlatEnvironmentTriangle, FlatEnvironmentTriangleZ}};
-constexpr Pair kGouraud[] = {{7, GouraudSolidTriangle, GouraudSolidTriangleZ},
+constexpr Pair kGouraud[] = {{1, ClipAndDrawGouraudDotsTriangle, ClipAndDrawGouraudDotsTriangleZ},
+                             {3, ClipAndDrawGouraudWireTriangle, ClipAndDrawGouraudWireTriangleZ},
+                             {7, GouraudSolidTriangle, GouraudSolidTriangleZ},
                              {15, GouraudDiffuseTriangle, GouraudDiffuseTriangleZ},
                              {23, GouraudOpacityTriangle, GouraudOpacityTriangleZ},
                              {39, GouraudEnvironmentTriangle, GouraudEnvironmentTriangleZ}};

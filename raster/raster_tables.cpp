@@ -4,6 +4,7 @@
 #include <array>
 
 #include "e3dhost.h"
+#include "raster/line.h"
 #include "raster/raster.h"
 
 namespace e3d {
@@ -42,6 +43,7 @@ void ReleaseAll() {
 
 void BuildRasterTables() {
     if (g_rasterTables.builtFlag == 1) return;
+    BuildLineTables();
     // A second start without a release would otherwise lose the first set.
     ReleaseAll();
     RasterTables &t = g_rasterTables;
