@@ -22,6 +22,7 @@ run("configure with find_package" ${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_
     "-DCMAKE_C_FLAGS=${C_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}")
 run("build with find_package" ${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 run("run the find_package consumer" ${WORK_DIR}/cmake-build/consumer)
+run("run the find_package consumer, static engine" ${WORK_DIR}/cmake-build/consumer_static)
 
 # 2. pkg-config. The .pc file lies under the library directory, whatever
 # its name on this system.

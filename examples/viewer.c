@@ -152,8 +152,10 @@ static int RunWindow(const Options *o) {
     int failed = !texture || !scene;
     const Uint64 ticksPerSecond = SDL_GetPerformanceFrequency();
     Uint64 last = SDL_GetPerformanceCounter(), titleStart = last, drawTicks = 0;
-    int titleFrames = 0;
-    for (int done = 0, count = 0; !failed && !done && !controls.quit;) {
+    const Uint64 runStart = last;
+    Uint64 runDrawTicks = 0;
+    int titleFrames = 0, count = 0;
+    for (int done = 0; !failed && !done && !controls.quit;) {
         SDL_Event e;
         while (SDL_PollEvent(&e)) {
             if (e.type == SDL_QUIT) done = 1;
@@ -187,7 +189,9 @@ static int RunWindow(const Options *o) {
         ViewerControlsApply(&controls, scene, frame.viewport);
         const Uint64 drawStart = SDL_GetPerformanceCounter();
         RenderFrame(scene, &frame);
-        drawTicks += SDL_GetPerformanceCounter() - drawStart;
+        const Uint64 drawn = SDL_GetPerformanceCounter() - drawStart;
+        drawTicks += drawn;
+        runDrawTicks += drawn;
 
         SDL_UpdateTexture(texture, NULL, frame.pixels, 2 * frame.width);
         SDL_RenderClear(renderer);
@@ -212,6 +216,11 @@ static int RunWindow(const Options *o) {
             titleFrames = 0;
             drawTicks = 0;
         }
+    }
+    if (count > 0) {
+        const double seconds = (double)(SDL_GetPerformanceCounter() - runStart) / (double)ticksPerSecond;
+        printf("%d frames of %d x %d: %.2f ms per frame, engine %.2f ms per frame\n", count, frame.width,
+               frame.height, 1000.0 * seconds / count, 1000.0 * (double)runDrawTicks / (double)ticksPerSecond / count);
     }
     if (scene) DeleteScene(scene);
     FrameDelete(&frame);
