@@ -197,10 +197,10 @@ static int RunWindow(const Options *o) {
         SDL_RenderClear(renderer);
         SDL_RenderCopy(renderer, texture, NULL, NULL);
         ++count;
-        const int last_frame = o->frames && count == o->frames;
-        if (last_frame && o->screenshot) failed = Screenshot(renderer, frame.width, frame.height, o->screenshot);
+        const int lastFrame = o->frames && count == o->frames;
+        if (lastFrame && o->screenshot) failed = Screenshot(renderer, frame.width, frame.height, o->screenshot);
         SDL_RenderPresent(renderer);
-        if (last_frame) done = 1;
+        if (lastFrame) done = 1;
 
         ++titleFrames;
         const double span = (double)(SDL_GetPerformanceCounter() - titleStart) / (double)ticksPerSecond;
