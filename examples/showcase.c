@@ -57,15 +57,15 @@ int main(int argc, char **argv) {
     surface.width = kWidth;
     surface.height = kHeight;
     surface.pitch = 2 * kWidth;
-    E3DViewport *viewport = CreateViewport(&surface, kWidth, kHeight, 1, 0);
+    E3DViewport *viewport = CreateViewport(&surface, kWidth, kHeight, E3D_DEPTH_ON, 0);
     if (!pixels || !viewport) return 1;
-    SetViewportType(viewport, 0x80000001u); /* type 1, drawing enabled */
+    SetViewportType(viewport, E3D_VIEWPORT_TYPE1 | E3D_VIEWPORT_ENABLED);
 
     E3DScene *scene = ShowcaseBuildScene(viewport);
     if (!scene) return 1;
 
     int failed = Render(scene, viewport, pixels, depthPath, "depth buffer:");
-    SetViewportDepthState(viewport, 0);
+    SetViewportDepthState(viewport, E3D_DEPTH_OFF);
     failed |= Render(scene, viewport, pixels, painterPath, "painter's sort:");
     failed |= ShowcaseRenderModes(dir);
 

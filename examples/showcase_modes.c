@@ -21,7 +21,7 @@ static E3DMesh *Place(E3DScene *scene, E3DMesh *m, float x, float y, float z, fl
     SetMeshModelPosition(m, x, y, z);
     SetMeshRenderMode(&m->node, render);
     SetMeshShadeMode(&m->node, shade);
-    SetMeshCullMode(&m->node, 0x08); /* both sides */
+    SetMeshCullMode(&m->node, E3D_CULL_NONE); /* both sides */
     AssignMeshToScene(scene, m, 0);
     return m;
 }
@@ -48,7 +48,7 @@ int ShowcaseRenderModes(const char *dir) {
     E3DViewport *viewport = pixels ? CreateViewport(&surface, kWidth, kHeight, 1, 0) : NULL;
     E3DScene *scene = CreateScene();
     if (!viewport || !scene) return 1;
-    SetViewportType(viewport, 0x80000001u);
+    SetViewportType(viewport, E3D_VIEWPORT_ENABLED | E3D_VIEWPORT_TYPE1);
     const float eye[3] = {0.0f, 0.5f, -15.0f}, target[3] = {0.0f, 0.0f, 0.0f};
     E3DCamera *camera = CreateCamera(eye, target, 0.0f, 60.0f, 1.0f);
     AssignCameraToScene(scene, camera);
@@ -82,7 +82,7 @@ int ShowcaseRenderModes(const char *dir) {
     if (tint) {
         SetMaterialColor(tint, 0, 255.0f, 170.0f, 40.0f);
         tint->mode = 0x00700001u;      /* unlit solid, no texture: a plain colour overlay */
-        SetMaterialAlphaMode(tint, 2); /* opacity blend */
+        SetMaterialAlphaMode(tint, E3D_BLEND_OPACITY); /* opacity blend */
         SetMaterialAlphaLevel(tint, 90);
         SetViewportScissor(viewport, box[0], box[1], box[2], box[3]);
         SetViewportMaterial(viewport, tint);

@@ -20,8 +20,8 @@ static E3DMesh *Cube(float h, uint32_t colour) {
 static void LitColours(E3DMesh *mesh, uint32_t colour) {
     E3DMaterial *m = GetMeshDefaultMaterial(mesh);
     const float r = (float)((colour >> 16) & 255), g = (float)((colour >> 8) & 255), b = (float)(colour & 255);
-    SetMaterialColor(m, 0, r * 0.2f, g * 0.2f, b * 0.2f);
-    SetMaterialColor(m, 1, r, g, b);
+    SetMaterialColor(m, E3D_COLOR_AMBIENT, r * 0.2f, g * 0.2f, b * 0.2f);
+    SetMaterialColor(m, E3D_COLOR_DIFFUSE, r, g, b);
 }
 
 /* Textures the scene made; ShowcaseReleaseTextures frees them. */
@@ -46,10 +46,10 @@ static E3DMesh *Floor(int n, float size) {
     if (!m) return NULL;
     ActivateMesh(m);
     SetMeshModelOrientation(m, 90.0f, 0.0f, 0.0f);
-    SetMeshCullMode(&m->node, 0x08); /* both sides */
+    SetMeshCullMode(&m->node, E3D_CULL_NONE);
     LitColours(m, 0xFFFFFF);
-    SetMeshShadeMode(&m->node, 3);
-    SetMeshRenderMode(&m->node, 0x7F00000);
+    SetMeshShadeMode(&m->node, E3D_SHADE_FLAT);
+    SetMeshRenderMode(&m->node, E3D_RENDER_TEXTURED);
     SetMaterialTexture(GetMeshDefaultMaterial(m), 0,
                        Keep(CreateCheckerTexture(256, 256, 16, Pixel(26, 26, 24), Pixel(8, 10, 12))), 0);
     return m;
@@ -136,7 +136,7 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
         E3DMesh *cube = Cube(cubes[i].size, cubes[i].colour);
         if (!cube) continue;
         LitColours(cube, cubes[i].colour);
-        SetMeshShadeMode(&cube->node, 3); /* flat: one colour per face */
+        SetMeshShadeMode(&cube->node, E3D_SHADE_FLAT);
         Place(cube, cubes[i].x, cubes[i].y, cubes[i].z, 0, cubes[i].ay, 0);
         AssignMeshToScene(scene, cube, 0);
     }
@@ -144,15 +144,15 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
     E3DMesh *glass = Cube(1.6f, 0xFFFFFF);
     if (glass) {
         E3DMaterial *pane = CreateMaterial(GetMeshDefaultMaterial(glass));
-        SetMaterialColor(pane, 0, 120, 220, 255);
-        SetMaterialAlphaMode(pane, 2);
+        SetMaterialColor(pane, E3D_COLOR_AMBIENT, 120, 220, 255);
+        SetMaterialAlphaMode(pane, E3D_BLEND_OPACITY);
         SetMaterialAlphaLevel(pane, 110);
-        SetMaterial(glass, pane, 2, 0);
+        SetMaterial(glass, pane, E3D_SIDE_BOTH, 0);
         AssignMaterialToScene(scene, pane);
         Place(glass, -1.0f, 1.6f, 4.5f, 0, -35, 0);
         AssignMeshToScene(scene, glass, 0);
     }
-    SetMeshShadeMode(&glass->node, 1);
+    SetMeshShadeMode(&glass->node, E3D_SHADE_NONE);
 
     /* A smooth ball with a specular highlight, Gouraud-shaded. Generated
      * meshes are not active until ActivateMesh. */
@@ -161,10 +161,10 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
         ActivateMesh(ball);
         LitColours(ball, 0xE08020);
         E3DMaterial *m = GetMeshDefaultMaterial(ball);
-        SetMaterialColor(m, 3, 255, 255, 255);
+        SetMaterialColor(m, E3D_COLOR_SPECULAR, 255, 255, 255);
         SetMaterialShininess(m, 24.0f);
         SetMaterialSpecularLevel(m, 0.8f);
-        SetMeshShadeMode(&ball->node, 7);
+        SetMeshShadeMode(&ball->node, E3D_SHADE_GOURAUD);
         Place(ball, 1.8f, 1.4f, 0.5f, 0, 0, 0);
         AssignMeshToScene(scene, ball, 0);
     }
@@ -173,7 +173,7 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
     if (torus) {
         ActivateMesh(torus);
         LitColours(torus, 0x40C0C0);
-        SetMeshShadeMode(&torus->node, 7);
+        SetMeshShadeMode(&torus->node, E3D_SHADE_GOURAUD);
         Place(torus, -3.6f, 1.45f, -3.0f, 90, 20, 0);
         AssignMeshToScene(scene, torus, 0);
     }
@@ -182,10 +182,10 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
     if (disk && ring) {
         ActivateMesh(disk);
         ActivateMesh(ring);
-        SetMeshCullMode(&disk->node, 0x08);
-        SetMeshCullMode(&ring->node, 0x08);
-        SetMeshShadeMode(&disk->node, 1);
-        SetMeshShadeMode(&ring->node, 1);
+        SetMeshCullMode(&disk->node, E3D_CULL_NONE);
+        SetMeshCullMode(&ring->node, E3D_CULL_NONE);
+        SetMeshShadeMode(&disk->node, E3D_SHADE_NONE);
+        SetMeshShadeMode(&ring->node, E3D_SHADE_NONE);
         Place(disk, 5.0f, 0.02f, -4.5f, 90, 0, 0);
         Place(ring, 5.0f, 0.03f, -4.5f, 90, 0, 0);
         AssignMeshToScene(scene, disk, 0);
@@ -201,10 +201,10 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
         ActivateMesh(board);
         LitColours(chamfered, 0x9060E0);
         LitColours(pillar, 0xB0B0B0);
-        SetMeshShadeMode(&chamfered->node, 3);
-        SetMeshShadeMode(&pillar->node, 7);
-        SetMeshShadeMode(&board->node, 1);
-        SetMeshBillboardMode(board, 1);
+        SetMeshShadeMode(&chamfered->node, E3D_SHADE_FLAT);
+        SetMeshShadeMode(&pillar->node, E3D_SHADE_GOURAUD);
+        SetMeshShadeMode(&board->node, E3D_SHADE_NONE);
+        SetMeshBillboardMode(board, E3D_BILLBOARD_FACE_CAMERA);
         Place(chamfered, -6.5f, 0.7f, -2.0f, 0, 25, 0);
         Place(pillar, 7.0f, 1.2f, 1.0f, 0, 0, 0);
         Place(board, 0.0f, 4.6f, 6.0f, 0, 0, 0);
@@ -219,8 +219,8 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
     if (chrome) {
         ActivateMesh(chrome);
         LitColours(chrome, 0xFFFFFF);
-        SetMeshShadeMode(&chrome->node, 3);
-        SetMeshRenderMode(&chrome->node, 0x7F00000);
+        SetMeshShadeMode(&chrome->node, E3D_SHADE_FLAT);
+        SetMeshRenderMode(&chrome->node, E3D_RENDER_TEXTURED);
         SetMaterialTexture(GetMeshDefaultMaterial(chrome), 2, SkyTexture(), 0);
         Place(chrome, -4.6f, 1.2f, -7.6f, 0, 0, 0);
         AssignMeshToScene(scene, chrome, 0);
@@ -229,11 +229,11 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
     if (tree) {
         ActivateMesh(tree);
         LitColours(tree, 0xFFFFFF);
-        SetMeshShadeMode(&tree->node, 3);
-        SetMeshCullMode(&tree->node, 0x08);
-        SetMeshRenderMode(&tree->node, 0x7F00000);
+        SetMeshShadeMode(&tree->node, E3D_SHADE_FLAT);
+        SetMeshCullMode(&tree->node, E3D_CULL_NONE);
+        SetMeshRenderMode(&tree->node, E3D_RENDER_TEXTURED);
         SetMaterialTexture(GetMeshDefaultMaterial(tree), 1, TreeTexture(), 0);
-        SetMeshBillboardMode(tree, 1);
+        SetMeshBillboardMode(tree, E3D_BILLBOARD_FACE_CAMERA);
         Place(tree, -8.0f, 2.0f, 5.5f, 0, 0, 0);
         AssignMeshToScene(scene, tree, 0);
     }
@@ -241,8 +241,8 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
     if (beach) {
         ActivateMesh(beach);
         LitColours(beach, 0xFFFFFF);
-        SetMeshShadeMode(&beach->node, 7);
-        SetMeshRenderMode(&beach->node, 0x7F00000);
+        SetMeshShadeMode(&beach->node, E3D_SHADE_GOURAUD);
+        SetMeshRenderMode(&beach->node, E3D_RENDER_TEXTURED);
         SetMaterialTexture(GetMeshDefaultMaterial(beach), 0, StripeTexture(), 0);
         Place(beach, 4.4f, 1.0f, -8.2f, 20, 30, 0);
         AssignMeshToScene(scene, beach, 0);
@@ -252,12 +252,12 @@ E3DScene *ShowcaseBuildScene(E3DViewport *viewport) {
     const float white[4] = {1.0f, 1.0f, 1.0f, 0.0f}, warm[4] = {1.0f, 0.9f, 0.7f, 0.0f};
     const float omniAt[3] = {-6.0f, 8.0f, -8.0f};
     E3DLight *omni = CreateOmniLight(omniAt, white, 1.1f, 8.0f, 40.0f, 0);
-    SetLightStatus(omni, 1, 1);
+    SetLightStatus(omni, E3D_LIGHT_ON, E3D_LIGHT_ATTENUATED);
     const float sunAt[3] = {12.0f, 14.0f, -4.0f}, sunTarget[3] = {0.0f, 0.0f, 0.0f};
     E3DLight *sun = CreateDirectLight(sunAt, sunTarget, warm, 0.5f, 0);
-    SetLightStatus(sun, 1, 0);
-    AssignLightToScene(scene, omni, 1);
-    AssignLightToScene(scene, sun, 1);
+    SetLightStatus(sun, E3D_LIGHT_ON, E3D_LIGHT_UNATTENUATED);
+    AssignLightToScene(scene, omni, E3D_SCENE_SHARE_LIGHTS);
+    AssignLightToScene(scene, sun, E3D_SCENE_SHARE_LIGHTS);
     return scene;
 
 }

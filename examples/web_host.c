@@ -135,7 +135,7 @@ int WebHostStart(void) {
     host.surface.pitch = 2 * kShowcaseWidth;
     host.viewport = host.pixels ? CreateViewport(&host.surface, kShowcaseWidth, kShowcaseHeight, 1, 0) : NULL;
     if (host.viewport) {
-        SetViewportType(host.viewport, 0x80000001u); /* type 1, drawing enabled */
+        SetViewportType(host.viewport, E3D_VIEWPORT_ENABLED | E3D_VIEWPORT_TYPE1); /* type 1, drawing enabled */
         host.scene = ShowcaseBuildScene(host.viewport);
     }
     if (!host.scene) {

@@ -32,9 +32,93 @@
 #define E3D_API
 #endif
 
+#include "engine3d_version.h" /* E3D_VERSION, written by the build */
+
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* ======================================================================
+ * Named values
+ * The numbers a host passes to the setters below. Mode words are bit
+ * fields: combine them with | where a setter takes several (for example
+ * SetViewportType(v, E3D_VIEWPORT_TYPE1 | E3D_VIEWPORT_ENABLED)).
+ *
+ * Colour ranges: material colours (SetMaterialColor, GetMaterialColor) and
+ * SetLightColor / GetLightColor take 0..255 per channel; the colour array
+ * given to CreateOmniLight and CreateDirectLight, and the light record's
+ * color field, hold 0..1. Mesh, generator and polygon colours are packed
+ * 0x00RRGGBB words; pixels are 5-5-5 (red bits 10-14, blue 0-4).
+ * ====================================================================== */
+
+/* Viewport type and drawing switch (SetViewportType): a type of 1..3 with
+ * E3D_VIEWPORT_ENABLED, without which DrawScene draws nothing. */
+#define E3D_VIEWPORT_TYPE1 0x1u
+#define E3D_VIEWPORT_TYPE2 0x2u
+#define E3D_VIEWPORT_TYPE3 0x3u
+#define E3D_VIEWPORT_ENABLED 0x80000000u
+/* Viewport flags the engine keeps: depth buffer in use (and tested), own
+ * frame buffer. */
+#define E3D_VIEWPORT_DEPTH_BUFFER 0x8u
+#define E3D_VIEWPORT_DEPTH_TEST 0x10u
+#define E3D_VIEWPORT_OWN_BUFFER 0x40u
+
+/* Depth state (SetViewportDepthState, CreateViewport's depth argument):
+ * on draws depth-buffered, off draws in painter's order. */
+enum { E3D_DEPTH_OFF = 0, E3D_DEPTH_ON = 1 };
+
+/* Render modes (SetMeshRenderMode, SetMaterialRenderMode). */
+#define E3D_RENDER_DOTS 0x100000u
+#define E3D_RENDER_WIRE 0x300000u
+#define E3D_RENDER_SOLID 0x700000u
+#define E3D_RENDER_TEXTURED 0x7F00000u
+#define E3D_RENDER_MODIFIER 0x40u /* bit 6, kept beside the render mode */
+
+/* Shade modes (SetMeshShadeMode, SetMaterialShadeMode). */
+enum { E3D_SHADE_NONE = 1, E3D_SHADE_FLAT = 3, E3D_SHADE_GOURAUD = 7 };
+
+/* Cull modes (SetMeshCullMode, SetMaterialCullMode): which faces are drawn.
+ * E3D_CULL_NONE draws both sides (on a material: two-sided). */
+#define E3D_CULL_NONE 0x08u
+#define E3D_CULL_FRONT 0x10u /* back faces only, with the back material */
+#define E3D_CULL_BACK 0x20u  /* front faces only: the default */
+
+/* Blend types (SetMaterialAlphaMode); opacity uses the alpha level. */
+enum { E3D_BLEND_REPLACE = 0, E3D_BLEND_ADDITIVE = 1, E3D_BLEND_OPACITY = 2, E3D_BLEND_SUBTRACTIVE = 3 };
+
+/* Material mode bits: colour op enabled, specular enabled. */
+#define E3D_MATERIAL_COLOR_OP 0x100u
+#define E3D_MATERIAL_SPECULAR 0x80000u
+/* Texture layer present bits of a material mode (layers 0..3): layer 0
+ * holds the diffuse map, 1 the opacity map, 2 the environment map. */
+#define E3D_TEXTURE_LAYER0 0x800000u
+#define E3D_TEXTURE_LAYER1 0x1000000u
+#define E3D_TEXTURE_LAYER2 0x2000000u
+#define E3D_TEXTURE_LAYER3 0x4000000u
+/* Layer mode bit: both texture sides are powers of two. */
+#define E3D_TEXTURE_POWER_OF_TWO 0x40000000u
+
+/* Material colour slots (SetMaterialColor) and polygon sides (SetMaterial,
+ * SetFaceMaterial). */
+enum { E3D_COLOR_AMBIENT = 0, E3D_COLOR_DIFFUSE = 1, E3D_COLOR_EMISSIVE = 2, E3D_COLOR_SPECULAR = 3 };
+enum { E3D_SIDE_FRONT = 0, E3D_SIDE_BACK = 1, E3D_SIDE_BOTH = 2 };
+
+/* Light status (SetLightStatus(light, on, attenuated)) and the light flag
+ * bits it writes; the kind bits come from the create functions. */
+enum { E3D_LIGHT_OFF = 0, E3D_LIGHT_ON = 1 };
+enum { E3D_LIGHT_UNATTENUATED = 0, E3D_LIGHT_ATTENUATED = 1 };
+#define E3D_LIGHT_FLAG_ATTENUATED 0x1u
+#define E3D_LIGHT_FLAG_OMNI 0x2u
+#define E3D_LIGHT_FLAG_DIRECT 0x4u
+#define E3D_LIGHT_FLAG_ON 0x80000000u
+
+/* Billboard modes (SetMeshBillboardMode): turn fully toward the camera, or
+ * about the billboard's y axis only. */
+enum { E3D_BILLBOARD_FIXED = 0, E3D_BILLBOARD_FACE_CAMERA = 1, E3D_BILLBOARD_UPRIGHT = 2 };
+
+/* Assign...ToScene flags: also share lights between the scene's meshes and
+ * lights. */
+#define E3D_SCENE_SHARE_LIGHTS 0x1u
 
 /* ======================================================================
  * Records shared by several families

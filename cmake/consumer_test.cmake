@@ -1,0 +1,44 @@
+# Installs the built Engine3D into a fresh prefix, then builds and runs the
+# outside project tests/consumer twice: once through find_package(Engine3D),
+# once with a plain compiler call fed by pkg-config.
+# -D: BUILD_DIR, CONSUMER_DIR, WORK_DIR, C_COMPILER, C_FLAGS, LINK_FLAGS
+cmake_minimum_required(VERSION 3.25)
+
+function(run what)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "${what} failed (${rc}):\n${out}\n${err}")
+  endif()
+  message(STATUS "${what}: ok ${out}")
+endfunction()
+
+file(REMOVE_RECURSE ${WORK_DIR})
+set(prefix ${WORK_DIR}/prefix)
+run("install" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
+# 1. CMake package.
+run("configure with find_package" ${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/cmake-build
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_C_COMPILER=${C_COMPILER}
+    "-DCMAKE_C_FLAGS=${C_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}")
+run("build with find_package" ${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
+run("run the find_package consumer" ${WORK_DIR}/cmake-build/consumer)
+run("run the find_package consumer, static engine" ${WORK_DIR}/cmake-build/consumer_static)
+
+# 2. pkg-config. The .pc file lies under the library directory, whatever
+# its name on this system.
+file(GLOB_RECURSE pc_file ${prefix}/*/engine3d.pc)
+if(NOT pc_file)
+  message(FATAL_ERROR "engine3d.pc was not installed")
+endif()
+get_filename_component(pc_dir ${pc_file} DIRECTORY)
+find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)
+set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+execute_process(COMMAND ${PKG_CONFIG} --cflags --libs engine3d OUTPUT_VARIABLE pc_flags
+  OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND ${PKG_CONFIG} --variable=libdir engine3d OUTPUT_VARIABLE pc_libdir
+  OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
+separate_arguments(c_flags UNIX_COMMAND "${C_FLAGS} ${LINK_FLAGS}")
+run("build with pkg-config" ${C_COMPILER} ${c_flags} ${CONSUMER_DIR}/consumer.c ${pc_flags}
+    -Wl,-rpath,${pc_libdir} -o ${WORK_DIR}/pkg-config-consumer)
+run("run the pkg-config consumer" ${WORK_DIR}/pkg-config-consumer)
