@@ -101,6 +101,27 @@ inline void GouraudPixels(uint16_t *frame, int32_t *depth, int32_t y, int32_t xR
     }
 }
 
+// Per-triangle lane constants of the SIMD writers, from g_state.
+struct GouraudLanes {
+    uint32_t step[4];  // fixed-point z, r, g, b steps per pixel
+    __m128i offset[4];  // 0, 1, 2, 3 steps
+    __m128i stride[4];  // 4 steps
+};
+GouraudLanes g_lanes;
+
+// Dither thresholds of four neighbouring columns from a first column, per
+// matrix row, repeated for the two channel halves of a vector.
+struct alignas(16) ThresholdTable {
+    int16_t lane[4][4][8];
+};
+constexpr ThresholdTable kThresholds = [] {
+    ThresholdTable t{};
+    for (int row = 0; row < 4; ++row)
+        for (int first = 0; first < 4; ++first)
+            for (int k = 0; k < 8; ++k) t.lane[row][first][k] = DitherMatrix[row][(first + k) & 3];
+    return t;
+}();
+
 // The replace writers with SSE2, four pixels at a time: channels clamped
 // and dithered in 16-bit lanes, four depths per compare. Same results as
 // GouraudSpan, which stays the reference; the other operators are
@@ -116,34 +137,22 @@ inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_
             return;
         }
         constexpr int c0 = Depth ? 1 : 0;
+        const GouraudLanes &l = g_lanes;
         const uint32_t skip = uint32_t(from - xLeft);
-        const uint32_t dr = uint32_t(ToFixed(g_state.ddx[1], 65536.0f));
-        const uint32_t dg = uint32_t(ToFixed(g_state.ddx[2], 65536.0f));
-        const uint32_t db = uint32_t(ToFixed(g_state.ddx[3], 65536.0f));
-        const uint32_t r = uint32_t(ToFixed(left[c0], 65536.0f) + g_state.bias[0]) + skip * dr;
-        const uint32_t g = uint32_t(ToFixed(left[c0 + 1], 65536.0f) + g_state.bias[1]) + skip * dg;
-        const uint32_t b = uint32_t(ToFixed(left[c0 + 2], 65536.0f) + g_state.bias[2]) + skip * db;
-        uint32_t z = 0, dz = 0;
-        if constexpr (Depth) {
-            dz = uint32_t(ToFixed(g_state.ddx[0], kDepthScale));
-            z = uint32_t(ToFixed(left[0], kDepthScale)) + skip * dz;
-        }
-        const uint8_t *matrixRow = DitherMatrix[y & 3];
-        int16_t m[4];
-        for (int k = 0; k < 4; ++k) {
-            const uint32_t x = uint32_t(from + k);
-            m[k] = matrixRow[Depth ? (x & 3u) : ((x - uint32_t(xRight)) & 3u)];
-        }
-        // Lanes 0-3 red (or blue), 4-7 green (or blue again).
-        const __m128i threshold = _mm_set_epi16(m[3], m[2], m[1], m[0], m[3], m[2], m[1], m[0]);
+        const uint32_t r = uint32_t(ToFixed(left[c0], 65536.0f) + g_state.bias[0]) + skip * l.step[1];
+        const uint32_t g = uint32_t(ToFixed(left[c0 + 1], 65536.0f) + g_state.bias[1]) + skip * l.step[2];
+        const uint32_t b = uint32_t(ToFixed(left[c0 + 2], 65536.0f) + g_state.bias[2]) + skip * l.step[3];
+        uint32_t z = 0;
+        if constexpr (Depth) z = uint32_t(ToFixed(left[0], kDepthScale)) + skip * l.step[0];
+        const uint32_t firstColumn = Depth ? uint32_t(from) & 3u : uint32_t(from - xRight) & 3u;
+        const __m128i threshold =
+            _mm_load_si128(reinterpret_cast<const __m128i *>(kThresholds.lane[y & 3][firstColumn]));
         const __m128i zero = _mm_setzero_si128(), max8 = _mm_set1_epi16(255), band = _mm_set1_epi16(248);
         const __m128i low3 = _mm_set1_epi16(7);
-        auto lanes = [](uint32_t v, uint32_t d) {
-            return _mm_set_epi32(int32_t(v + 3 * d), int32_t(v + 2 * d), int32_t(v + d), int32_t(v));
-        };
-        __m128i rv = lanes(r, dr), gv = lanes(g, dg), bv = lanes(b, db), zv = lanes(z, dz);
-        const __m128i dr4 = _mm_set1_epi32(int32_t(4 * dr)), dg4 = _mm_set1_epi32(int32_t(4 * dg));
-        const __m128i db4 = _mm_set1_epi32(int32_t(4 * db)), dz4 = _mm_set1_epi32(int32_t(4 * dz));
+        __m128i rv = _mm_add_epi32(_mm_set1_epi32(int32_t(r)), l.offset[1]);
+        __m128i gv = _mm_add_epi32(_mm_set1_epi32(int32_t(g)), l.offset[2]);
+        __m128i bv = _mm_add_epi32(_mm_set1_epi32(int32_t(b)), l.offset[3]);
+        __m128i zv = _mm_add_epi32(_mm_set1_epi32(int32_t(z)), l.offset[0]);
         auto dither = [&](__m128i v) {
             v = _mm_min_epi16(_mm_max_epi16(v, zero), max8);
             const __m128i carry = _mm_and_si128(_mm_cmpgt_epi16(_mm_and_si128(v, low3), threshold),
@@ -164,17 +173,17 @@ inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_
                 _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(pass, zv), _mm_andnot_si128(pass, old)));
                 const __m128i pass16 = _mm_packs_epi32(pass, pass);
                 pixels = _mm_or_si128(_mm_and_si128(pass16, pixels), _mm_andnot_si128(pass16, _mm_loadl_epi64(f)));
-                zv = _mm_add_epi32(zv, dz4);
+                zv = _mm_add_epi32(zv, l.stride[0]);
             }
             _mm_storel_epi64(f, pixels);
-            rv = _mm_add_epi32(rv, dr4);
-            gv = _mm_add_epi32(gv, dg4);
-            bv = _mm_add_epi32(bv, db4);
+            rv = _mm_add_epi32(rv, l.stride[1]);
+            gv = _mm_add_epi32(gv, l.stride[2]);
+            bv = _mm_add_epi32(bv, l.stride[3]);
         }
         // The last pixels through the reference loop, from where the lanes are.
         GouraudPixels<Op, Depth>(frame, depth, y, xRight, x, to, uint32_t(_mm_cvtsi128_si32(rv)),
                                  uint32_t(_mm_cvtsi128_si32(gv)), uint32_t(_mm_cvtsi128_si32(bv)),
-                                 uint32_t(_mm_cvtsi128_si32(zv)), dr, dg, db, dz);
+                                 uint32_t(_mm_cvtsi128_si32(zv)), l.step[1], l.step[2], l.step[3], l.step[0]);
     }
 }
 
@@ -248,6 +257,7 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const 
         g_state.ddx[1 + c] = s.ddx[c0 + c];
     }
     g_state.ddx[0] = N == 4 ? s.ddx[0] : 0.0f;
+    PrepareGouraudSpans();
     group[blend](s, target);
 }
 
@@ -257,6 +267,15 @@ void GouraudSolidFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarg
     if (!target.frame || (depthPass && !target.depth)) return;
     if (depthPass) Fill<4>(polygon, vertices, target, kDepthScans);
     else Fill<3>(polygon, vertices, target, kSortedScans);
+}
+
+void PrepareGouraudSpans() {
+    for (int i = 0; i < 4; ++i) {
+        const uint32_t d = uint32_t(ToFixed(g_state.ddx[i], i == 0 ? kDepthScale : 65536.0f));
+        g_lanes.step[i] = d;
+        g_lanes.offset[i] = _mm_set_epi32(int32_t(3 * d), int32_t(2 * d), int32_t(d), 0);
+        g_lanes.stride[i] = _mm_set1_epi32(int32_t(4 * d));
+    }
 }
 
 GouraudSpanWriter GouraudSpanWriterFor(uint32_t blend, bool depthPass, bool reference) {

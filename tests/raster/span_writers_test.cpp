@@ -98,6 +98,7 @@ TEST(SpanWriters, GouraudWritersMatchTheReferenceOnRandomSpans) {
                 g_state.ddx[0] = (unit(rng) - 0.5f) * (trial % 8 == 0 ? 4.0f : 1e-6f);
                 for (int c = 0; c < 3; ++c) g_state.bias[c] = rng() % 2 ? 0x8000 : 0x7FFF;
                 g_state.weight = int32_t(rng() % 256);
+                PrepareGouraudSpans();
                 const int32_t from = kGuard + int32_t(rng() % 16);
                 const int32_t to = from + int32_t(rng() % 49);
                 const int32_t xLeft = from - int32_t(rng() % 4);
