@@ -4,6 +4,8 @@
 // bit-identical, including the pixels around the span.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
 #include <random>
 #include <vector>
 
@@ -122,4 +124,23 @@ TEST(SpanWriters, GouraudWritersMatchTheReferenceOnRandomSpans) {
     }
     EXPECT_EQ(compared, 3200);
     EXPECT_GT(changed, 2500);
+}
+
+TEST(SpanWriters, NarrowEdgeDivisionMatchesTheWideOne) {
+    // Floor quotient and remainder in [0, d) for negative, exact and extreme
+    // numerators: the 32-bit path must agree with the 64-bit one everywhere.
+    std::mt19937 rng(5);
+    const int32_t edges[] = {INT32_MIN, INT32_MIN + 1, -1, 0, 1, INT32_MAX - 1, INT32_MAX};
+    for (int i = 0; i < 20000; ++i) {
+        const int32_t n = i < 49 ? edges[i % 7] : int32_t(rng()) >> (rng() % 31);
+        int32_t d = i < 49 ? std::max(1, edges[i / 7] & 0x7FFFFFFF) : int32_t(rng() >> (1 + rng() % 31));
+        if (d <= 0) d = 16;
+        int64_t q32, r32, q64, r64;
+        FloorDivMod32(n, d, q32, r32);
+        FloorDivMod64(n, d, q64, r64);
+        ASSERT_EQ(q32, q64) << n << " / " << d;
+        ASSERT_EQ(r32, r64) << n << " % " << d;
+        ASSERT_GE(r32, 0);
+        ASSERT_LT(r32, d);
+    }
 }
