@@ -66,10 +66,21 @@ inline void FlatSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t x
     } else if constexpr (!Depth) {
         const uint16_t s = uint16_t(g_flat.pixel);
         int32_t x = from;
-        // Scalar up to a 16-byte boundary (rows are 2-byte aligned).
-        while (x < to && (reinterpret_cast<uintptr_t>(frame + x) & 15u) != 0) frame[x++] = s;
         const __m128i v = _mm_set1_epi16(int16_t(s));
-        for (; x + 8 <= to; x += 8) _mm_store_si128(reinterpret_cast<__m128i *>(frame + x), v);
+        if (to - x >= 8) {
+            // One unaligned store covers the head; then aligned stores from the
+            // next 16-byte boundary (rows are 2-byte aligned), and one unaligned
+            // store ending at the span's end covers the tail.
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
+            x += int32_t((16u - (reinterpret_cast<uintptr_t>(frame + x) & 15u)) & 15u) / 2;
+            if ((reinterpret_cast<uintptr_t>(frame + x) & 15u) == 0) {
+                for (; x + 8 <= to; x += 8) _mm_store_si128(reinterpret_cast<__m128i *>(frame + x), v);
+            } else {
+                for (; x + 8 <= to; x += 8) _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
+            }
+            if (x < to) _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + to - 8), v);
+            return;
+        }
         for (; x < to; ++x) frame[x] = s;
     } else {
         const uint32_t dz = uint32_t(int32_t(std::lrint(g_flat.dzdx * kDepthScale)));
