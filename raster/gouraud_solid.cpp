@@ -132,10 +132,6 @@ inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_
     if constexpr (Op != kReplace) {
         GouraudSpan<Op, Depth>(frame, depth, y, xLeft, xRight, from, to, left);
     } else {
-        if (to - from < 4) {
-            GouraudSpan<Op, Depth>(frame, depth, y, xLeft, xRight, from, to, left);
-            return;
-        }
         constexpr int c0 = Depth ? 1 : 0;
         const GouraudLanes &l = g_lanes;
         const uint32_t skip = uint32_t(from - xLeft);
@@ -144,6 +140,11 @@ inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_
         const uint32_t b = uint32_t(ToFixed(left[c0 + 2], 65536.0f) + g_state.bias[2]) + skip * l.step[3];
         uint32_t z = 0;
         if constexpr (Depth) z = uint32_t(ToFixed(left[0], kDepthScale)) + skip * l.step[0];
+        if (to - from < 4) {
+            GouraudPixels<Op, Depth>(frame, depth, y, xRight, from, to, r, g, b, z, l.step[1], l.step[2], l.step[3],
+                                     l.step[0]);
+            return;
+        }
         const uint32_t firstColumn = Depth ? uint32_t(from) & 3u : uint32_t(from - xRight) & 3u;
         const __m128i threshold =
             _mm_load_si128(reinterpret_cast<const __m128i *>(kThresholds.lane[y & 3][firstColumn]));
