@@ -3,6 +3,8 @@
 // sorted pass at each span's right end.
 #include "raster/gouraud_solid.h"
 
+#include <emmintrin.h>
+
 #include <cmath>
 
 namespace e3d {
@@ -11,14 +13,11 @@ namespace {
 
 enum Blend { kReplace = 0, kAdditive = 1, kOpacity = 2, kSubtractive = 3 };
 
-// Per-triangle values the span writers read.
-struct GouraudState {
-    Fixed16_16 bias[3];
-    float ddx[4];       // z (depth pass), r, g, b per pixel
-    int32_t weight;     // 255 - opacity level
-};
+}  // namespace
 
 GouraudState g_state;
+
+namespace {
 
 inline uint32_t Channel(Fixed16_16 value) {
     // Guard: values that overshoot the corner range at pixel edges are held
@@ -45,6 +44,11 @@ inline uint32_t Blend8(uint32_t v, uint32_t d5) {
 
 inline int32_t ToFixed(float value, float scale) { return int32_t(std::lrint(value * scale)); }
 
+template <int Op, bool Depth>
+inline void GouraudPixels(uint16_t *frame, int32_t *depth, int32_t y, int32_t xRight, int32_t from, int32_t to,
+                          uint32_t r, uint32_t g, uint32_t b, [[maybe_unused]] uint32_t z, uint32_t dr, uint32_t dg,
+                          uint32_t db, [[maybe_unused]] uint32_t dz);
+
 // One template body for all eight writers. Every interpolant steps on every
 // pixel, whether or not the pixel passes the depth test.
 template <int Op, bool Depth>
@@ -67,6 +71,14 @@ void GouraudSpan(uint16_t *frame, int32_t *depth, int32_t y, int32_t xLeft, int3
         dz = uint32_t(ToFixed(g_state.ddx[0], kDepthScale));
         z += skip * dz;
     }
+    GouraudPixels<Op, Depth>(frame, depth, y, xRight, from, to, r, g, b, z, dr, dg, db, dz);
+}
+
+// The per-pixel loop of GouraudSpan, from interpolants already at `from`.
+template <int Op, bool Depth>
+inline void GouraudPixels(uint16_t *frame, int32_t *depth, int32_t y, int32_t xRight, int32_t from, int32_t to,
+                          uint32_t r, uint32_t g, uint32_t b, [[maybe_unused]] uint32_t z, uint32_t dr, uint32_t dg,
+                          uint32_t db, [[maybe_unused]] uint32_t dz) {
     const uint32_t row = uint32_t(y & 3);
     for (int32_t x = from; x < to; ++x) {
         bool pass = true;
@@ -89,13 +101,121 @@ void GouraudSpan(uint16_t *frame, int32_t *depth, int32_t y, int32_t xLeft, int3
     }
 }
 
-using GouraudSpanWriter = void (*)(uint16_t *, int32_t *, int32_t, int32_t, int32_t, int32_t, int32_t,
-                                   const float *);
+// Per-triangle lane constants of the SIMD writers, from g_state.
+struct GouraudLanes {
+    uint32_t step[4];  // fixed-point z, r, g, b steps per pixel
+    __m128i offset[4];  // 0, 1, 2, 3 steps
+    __m128i stride[4];  // 4 steps
+};
+GouraudLanes g_lanes;
 
-constexpr GouraudSpanWriter kSortedSpans[4] = {GouraudSpan<kReplace, false>, GouraudSpan<kAdditive, false>,
-                                               GouraudSpan<kOpacity, false>, GouraudSpan<kSubtractive, false>};
-constexpr GouraudSpanWriter kDepthSpans[4] = {GouraudSpan<kReplace, true>, GouraudSpan<kAdditive, true>,
-                                              GouraudSpan<kOpacity, true>, GouraudSpan<kSubtractive, true>};
+// Dither thresholds of four neighbouring columns from a first column, per
+// matrix row, repeated for the two channel halves of a vector.
+struct alignas(16) ThresholdTable {
+    int16_t lane[4][4][8];
+};
+constexpr ThresholdTable kThresholds = [] {
+    ThresholdTable t{};
+    for (int row = 0; row < 4; ++row)
+        for (int first = 0; first < 4; ++first)
+            for (int k = 0; k < 8; ++k) t.lane[row][first][k] = DitherMatrix[row][(first + k) & 3];
+    return t;
+}();
+
+// The replace writers with SSE2, four pixels at a time: channels clamped
+// and dithered in 16-bit lanes, four depths per compare. Same results as
+// GouraudSpan, which stays the reference; the other operators are
+// GouraudSpan itself.
+template <int Op, bool Depth>
+inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t xLeft, int32_t xRight,
+                              int32_t from, int32_t to, const float *left) {
+    if constexpr (Op != kReplace) {
+        GouraudSpan<Op, Depth>(frame, depth, y, xLeft, xRight, from, to, left);
+    } else {
+        constexpr int c0 = Depth ? 1 : 0;
+        const GouraudLanes &l = g_lanes;
+        const uint32_t skip = uint32_t(from - xLeft);
+        const uint32_t r = uint32_t(ToFixed(left[c0], 65536.0f) + g_state.bias[0]) + skip * l.step[1];
+        const uint32_t g = uint32_t(ToFixed(left[c0 + 1], 65536.0f) + g_state.bias[1]) + skip * l.step[2];
+        const uint32_t b = uint32_t(ToFixed(left[c0 + 2], 65536.0f) + g_state.bias[2]) + skip * l.step[3];
+        uint32_t z = 0;
+        if constexpr (Depth) z = uint32_t(ToFixed(left[0], kDepthScale)) + skip * l.step[0];
+        if (to - from < 4) {
+            GouraudPixels<Op, Depth>(frame, depth, y, xRight, from, to, r, g, b, z, l.step[1], l.step[2], l.step[3],
+                                     l.step[0]);
+            return;
+        }
+        const uint32_t firstColumn = Depth ? uint32_t(from) & 3u : uint32_t(from - xRight) & 3u;
+        const __m128i threshold =
+            _mm_load_si128(reinterpret_cast<const __m128i *>(kThresholds.lane[y & 3][firstColumn]));
+        const __m128i zero = _mm_setzero_si128(), max8 = _mm_set1_epi16(255), band = _mm_set1_epi16(248);
+        const __m128i low3 = _mm_set1_epi16(7);
+        __m128i rv = _mm_add_epi32(_mm_set1_epi32(int32_t(r)), l.offset[1]);
+        __m128i gv = _mm_add_epi32(_mm_set1_epi32(int32_t(g)), l.offset[2]);
+        __m128i bv = _mm_add_epi32(_mm_set1_epi32(int32_t(b)), l.offset[3]);
+        __m128i zv = _mm_add_epi32(_mm_set1_epi32(int32_t(z)), l.offset[0]);
+        auto dither = [&](__m128i v) {
+            v = _mm_min_epi16(_mm_max_epi16(v, zero), max8);
+            const __m128i carry = _mm_and_si128(_mm_cmpgt_epi16(_mm_and_si128(v, low3), threshold),
+                                                _mm_cmplt_epi16(v, band));
+            return _mm_sub_epi16(_mm_srli_epi16(v, 3), carry);
+        };
+        int32_t x = from;
+        for (; x + 4 <= to; x += 4) {
+            const __m128i rg = dither(_mm_packs_epi32(_mm_srai_epi32(rv, 16), _mm_srai_epi32(gv, 16)));
+            const __m128i bb = dither(_mm_packs_epi32(_mm_srai_epi32(bv, 16), _mm_srai_epi32(bv, 16)));
+            __m128i pixels = _mm_or_si128(_mm_slli_epi16(rg, 10), _mm_slli_epi16(_mm_srli_si128(rg, 8), 5));
+            pixels = _mm_or_si128(pixels, bb);
+            __m128i *f = reinterpret_cast<__m128i *>(frame + x);
+            if constexpr (Depth) {
+                __m128i *d = reinterpret_cast<__m128i *>(depth + x);
+                const __m128i old = _mm_loadu_si128(d);
+                const __m128i pass = _mm_cmpgt_epi32(zv, old);
+                _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(pass, zv), _mm_andnot_si128(pass, old)));
+                const __m128i pass16 = _mm_packs_epi32(pass, pass);
+                pixels = _mm_or_si128(_mm_and_si128(pass16, pixels), _mm_andnot_si128(pass16, _mm_loadl_epi64(f)));
+                zv = _mm_add_epi32(zv, l.stride[0]);
+            }
+            _mm_storel_epi64(f, pixels);
+            rv = _mm_add_epi32(rv, l.stride[1]);
+            gv = _mm_add_epi32(gv, l.stride[2]);
+            bv = _mm_add_epi32(bv, l.stride[3]);
+        }
+        // The last pixels through the reference loop, from where the lanes are.
+        GouraudPixels<Op, Depth>(frame, depth, y, xRight, x, to, uint32_t(_mm_cvtsi128_si32(rv)),
+                                 uint32_t(_mm_cvtsi128_si32(gv)), uint32_t(_mm_cvtsi128_si32(bv)),
+                                 uint32_t(_mm_cvtsi128_si32(zv)), l.step[1], l.step[2], l.step[3], l.step[0]);
+    }
+}
+
+// The scanline walk with its span writer inlined: one routine per operator
+// and pass, chosen once per triangle.
+template <int N, int Op>
+void GouraudScan(TriangleSetUp<N> &s, const RasterTarget &t) {
+    ScanTriangle(s, t, [](uint16_t *frame, int32_t *depth, int32_t y, int32_t xl, int32_t xr, int32_t from, int32_t to,
+                          const float *left) {
+        GouraudSpanVector<Op, N == 4>(frame, depth, y, xl, xr, from, to, left);
+    });
+}
+
+template <int N>
+using GouraudScanRoutine = void (*)(TriangleSetUp<N> &, const RasterTarget &);
+
+constexpr GouraudScanRoutine<3> kSortedScans[4] = {GouraudScan<3, kReplace>, GouraudScan<3, kAdditive>,
+                                                   GouraudScan<3, kOpacity>, GouraudScan<3, kSubtractive>};
+constexpr GouraudScanRoutine<4> kDepthScans[4] = {GouraudScan<4, kReplace>, GouraudScan<4, kAdditive>,
+                                                  GouraudScan<4, kOpacity>, GouraudScan<4, kSubtractive>};
+
+constexpr GouraudSpanWriter kReferenceSpans[2][4] = {
+    {GouraudSpan<kReplace, false>, GouraudSpan<kAdditive, false>, GouraudSpan<kOpacity, false>,
+     GouraudSpan<kSubtractive, false>},
+    {GouraudSpan<kReplace, true>, GouraudSpan<kAdditive, true>, GouraudSpan<kOpacity, true>,
+     GouraudSpan<kSubtractive, true>}};
+constexpr GouraudSpanWriter kVectorSpans[2][4] = {
+    {GouraudSpanVector<kReplace, false>, GouraudSpanVector<kAdditive, false>, GouraudSpanVector<kOpacity, false>,
+     GouraudSpanVector<kSubtractive, false>},
+    {GouraudSpanVector<kReplace, true>, GouraudSpanVector<kAdditive, true>, GouraudSpanVector<kOpacity, true>,
+     GouraudSpanVector<kSubtractive, true>}};
 
 // 0x8000 when the channel rises to the right (or is flat across and rises
 // downward), else 0x7FFF.
@@ -104,7 +224,7 @@ inline Fixed16_16 ChannelBias(float ddx, float ddy) {
 }
 
 template <int N>
-void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const GouraudSpanWriter *group) {
+void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const GouraudScanRoutine<N> *group) {
     const bool back = (p->flags & 0x80u) != 0;
     const E3DMaterial *material = back ? p->backMaterial : p->material;
     uint32_t blend = material->alphaMode & 3u;
@@ -138,16 +258,29 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const 
         g_state.ddx[1 + c] = s.ddx[c0 + c];
     }
     g_state.ddx[0] = N == 4 ? s.ddx[0] : 0.0f;
-    const GouraudSpanWriter writer = group[blend];
-    ScanTriangle(s, target, writer);
+    PrepareGouraudSpans();
+    group[blend](s, target);
 }
 
 }  // namespace
 
 void GouraudSolidFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarget &target, bool depthPass) {
     if (!target.frame || (depthPass && !target.depth)) return;
-    if (depthPass) Fill<4>(polygon, vertices, target, kDepthSpans);
-    else Fill<3>(polygon, vertices, target, kSortedSpans);
+    if (depthPass) Fill<4>(polygon, vertices, target, kDepthScans);
+    else Fill<3>(polygon, vertices, target, kSortedScans);
+}
+
+void PrepareGouraudSpans() {
+    for (int i = 0; i < 4; ++i) {
+        const uint32_t d = uint32_t(ToFixed(g_state.ddx[i], i == 0 ? kDepthScale : 65536.0f));
+        g_lanes.step[i] = d;
+        g_lanes.offset[i] = _mm_set_epi32(int32_t(3 * d), int32_t(2 * d), int32_t(d), 0);
+        g_lanes.stride[i] = _mm_set1_epi32(int32_t(4 * d));
+    }
+}
+
+GouraudSpanWriter GouraudSpanWriterFor(uint32_t blend, bool depthPass, bool reference) {
+    return (reference ? kReferenceSpans : kVectorSpans)[depthPass ? 1 : 0][blend & 3u];
 }
 
 }  // namespace e3d

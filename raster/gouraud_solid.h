@@ -33,4 +33,24 @@ inline uint32_t Dither5(uint32_t v, uint32_t row, uint32_t column) {
 
 void GouraudSolidFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarget &target, bool depthPass);
 
+// Per-triangle values the span writers read.
+struct GouraudState {
+    Fixed16_16 bias[3];
+    float ddx[4];    // z (depth pass), r, g, b per pixel
+    int32_t weight;  // 255 - opacity level
+};
+extern GouraudState g_state;
+
+// A span writer, with the arguments ScanTriangle hands over.
+using GouraudSpanWriter = void (*)(uint16_t *, int32_t *, int32_t, int32_t, int32_t, int32_t, int32_t,
+                                   const float *);
+
+// Per-triangle constants of the SIMD writers from g_state.ddx; due after
+// every change of it, before the writers run.
+void PrepareGouraudSpans();
+
+// The writer of a blend type and pass: the scalar reference, or the form the
+// fillers use (SIMD where it pays). Both read g_state.
+GouraudSpanWriter GouraudSpanWriterFor(uint32_t blend, bool depthPass, bool reference);
+
 }  // namespace e3d
