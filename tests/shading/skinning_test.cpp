@@ -454,6 +454,20 @@ TEST(Skinning, BlendsAgainstAReferenceModel) {
                                        world[4 * a + 3]);
             ExpectNear3(mesh->vertices[v].worldPosition, float(expected[0]), float(expected[1]), float(expected[2]),
                         1e-4f, "random chain", trial * 100 + v);
+            // The corner normal turns with the same blend, then is normalised.
+            const float n[3] = {0.48f, -0.6f, 0.64f};
+            double turned[3] = {0, 0, 0};
+            for (int j = 0; j < 4; ++j) {
+                const M &f = bones[j] >= 0 && bones[j] < 3 ? placed[bones[j]] : world;
+                for (int a = 0; a < 3; ++a) turned[a] += w[j] * (f[4 * a] * n[0] + f[4 * a + 1] * n[1] + f[4 * a + 2] * n[2]);
+            }
+            for (int a = 0; a < 3; ++a)
+                turned[a] += rest * (world[4 * a] * n[0] + world[4 * a + 1] * n[1] + world[4 * a + 2] * n[2]);
+            const double length = std::sqrt(turned[0] * turned[0] + turned[1] * turned[1] + turned[2] * turned[2]);
+            float normal[3];
+            e3d::SkinNormal(mesh, v, n, normal);
+            ExpectNear3(normal, float(turned[0] / length), float(turned[1] / length), float(turned[2] / length), 1e-5f,
+                        "blended normal", trial * 100 + v);
             for (int a = 0; a < 3; ++a) {
                 EXPECT_LE(lo[a], mesh->vertices[v].worldPosition[a]);
                 EXPECT_GE(hi[a], mesh->vertices[v].worldPosition[a]);
@@ -462,5 +476,161 @@ TEST(Skinning, BlendsAgainstAReferenceModel) {
         RemoveSkeletonFromMesh(mesh);
         DeleteSkeleton(chain);
         DeleteMesh(mesh);
+    }
+}
+
+namespace {
+
+// The ribbon with each column in its own smoothing group, so that its corner
+// normals are its face normals however it is bent.
+E3DMesh *FacetedRibbon(int columns, float x0, float x1, float z) {
+    E3DMesh *m = CreateMesh(2 * (columns + 1), 2 * columns, 0x808080);
+    for (int i = 0; i <= columns; ++i) {
+        const float x = x0 + (x1 - x0) * float(i) / float(columns);
+        SetMeshVertex(m, i, x, 1.0f, z);
+        SetMeshVertex(m, columns + 1 + i, x, -1.0f, z);
+    }
+    for (int i = 0; i < columns; ++i) SetMeshQuadPolygon(m, 2 * i, i, i + 1, columns + 2 + i, columns + 1 + i, 0, i);
+    return ValidateMesh(m);
+}
+
+// Ry(a) about the vertical line through (cx, ., cz), as SetBoneOrientation
+// turns about y.
+void TurnAboutY(float a, float cx, float cz, const float *p, float *out) {
+    const double r = double(a) * 3.14159265358979323846 / 180.0;
+    const double dx = p[0] - cx, dz = p[2] - cz;
+    out[0] = float(cx + std::cos(r) * dx + std::sin(r) * dz);
+    out[1] = p[1];
+    out[2] = float(cz - std::sin(r) * dx + std::cos(r) * dz);
+}
+
+}  // namespace
+
+TEST(Skinning, BentFaceNormalsAndBlendedCornerNormalsMatchReferences) {
+    // The elbow (at x = 1, z = 10) swings the far half 60 degrees about y;
+    // the joint column is shared half and half.
+    Stage s(true);
+    E3DMesh *m = Ribbon(8, -2.0f, 4.0f, 10.0f);
+    SetMeshCullMode(&m->node, 0x08);
+    SetMeshShadeMode(&m->node, 7);
+    E3DSkeleton *k = Arm(1.0f, 1.0f, 10.0f);
+    ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
+    for (int v = 0; v < m->vertexCount; ++v) {
+        const float x = m->vertices[v].position[0];
+        if (x == 1.0f) Weigh(m, v, 0, 0.5f, 1, 0.5f);
+        else Weigh(m, v, x > 1.0f ? 1 : 0, 1.0f);
+    }
+    Pose(k, "elbow", 0.0f, 60.0f, 0.0f);
+    AssignMeshToScene(s.scene, m, 0);
+    Redraw(s);
+    EXPECT_GT(s.Written(), 100);
+    int bent = 0;
+    for (int i = 0; i < m->polygonCount; ++i) {
+        const E3DPolygon &p = m->polygons[i];
+        const float *a = m->vertices[p.vertex[0]].worldPosition, *b = m->vertices[p.vertex[1]].worldPosition,
+                    *c = m->vertices[p.vertex[2]].worldPosition;
+        // Reference: (b - a) x (c - b), normalised in double precision.
+        const double e1[3] = {double(b[0]) - a[0], double(b[1]) - a[1], double(b[2]) - a[2]};
+        const double e2[3] = {double(c[0]) - b[0], double(c[1]) - b[1], double(c[2]) - b[2]};
+        double n[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2], e1[0] * e2[1] - e1[1] * e2[0]};
+        const double l = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+        for (double &x : n) x /= l;
+        const double d = -((a[0] + b[0] + c[0]) * n[0] + (a[1] + b[1] + c[1]) * n[1] + (a[2] + b[2] + c[2]) * n[2]) / 3;
+        for (int j = 0; j < 3; ++j) EXPECT_NEAR(p.normal[j], n[j], 2e-3) << "polygon " << i;
+        EXPECT_NEAR(p.planeD, d, 2e-2) << "polygon " << i;
+        bent += std::fabs(n[2] + 1.0) > 0.1;
+    }
+    EXPECT_GE(bent, 8) << "the far half is bent away from the view axis";
+
+    // Corner normals: turned with the bone, and half and half at the joint.
+    const float rest[3] = {0.0f, 0.0f, -1.0f};
+    const double r = 60.0 * 3.14159265358979323846 / 180.0;
+    const double turned[3] = {-std::sin(r), 0.0, -std::cos(r)};
+    for (int v = 0; v < m->vertexCount; ++v) {
+        const float x = m->vertices[v].position[0];
+        float got[3];
+        e3d::SkinNormal(m, v, rest, got);
+        double want[3] = {0.0, 0.0, -1.0};
+        if (x > 1.0f) {
+            for (int j = 0; j < 3; ++j) want[j] = turned[j];
+        } else if (x == 1.0f) {
+            double h[3] = {0.5 * turned[0], 0.0, 0.5 * turned[2] - 0.5};
+            const double l = std::sqrt(h[0] * h[0] + h[2] * h[2]);
+            for (int j = 0; j < 3; ++j) want[j] = h[j] / l;
+        }
+        for (int j = 0; j < 3; ++j) EXPECT_NEAR(got[j], want[j], 1e-6) << "vertex " << v;
+    }
+    RemoveSkeletonFromMesh(m);
+    DeleteSkeleton(k);
+}
+
+TEST(Skinning, LightingMatchesAnOrdinaryMeshBentByHand) {
+    // The same faceted ribbon twice: bent by the elbow (drawn deformed, lit
+    // in world space), and as an ordinary mesh whose vertices were bent by
+    // the formula. Every face colour and every corner colour away from the
+    // joint agrees within one step per channel, flat and Gouraud, front and
+    // back sides.
+    for (uint32_t shade : {3u, 7u}) {
+        for (float bend : {50.0f, 150.0f}) {
+            Stage s(true);
+            E3DMesh *a = FacetedRibbon(8, -2.0f, 4.0f, 10.0f);
+            E3DMesh *b = FacetedRibbon(8, -2.0f, 4.0f, 10.0f);
+            for (int v = 0; v < b->vertexCount; ++v) {
+                float *p = b->vertices[v].position;
+                if (p[0] > 1.0f) {
+                    float q[3];
+                    TurnAboutY(bend, 1.0f, 10.0f, p, q);
+                    SetMeshVertex(b, v, q[0], q[1], q[2]);
+                }
+            }
+            b = ValidateMesh(b);
+            for (E3DMesh *m : {a, b}) {
+                SetMeshCullMode(&m->node, 0x08);
+                SetMeshShadeMode(&m->node, shade);
+                E3DMaterial *mat = GetMeshDefaultMaterial(m);
+                SetMaterialColor(mat, 0, 10.0f, 20.0f, 30.0f);
+                SetMaterialColor(mat, 1, 200.0f, 170.0f, 120.0f);
+                SetMaterialColor(mat, 3, 255.0f, 255.0f, 255.0f);
+                SetMaterialShininess(mat, 6.0f);
+                SetMaterialSpecularLevel(mat, 0.5f);
+                AssignMeshToScene(s.scene, m, 0);
+            }
+            E3DSkeleton *k = Arm(1.0f, 1.0f, 10.0f);
+            ASSERT_EQ(AssignSkeletonToMesh(a, k), 1);
+            for (int v = 0; v < a->vertexCount; ++v) Weigh(a, v, a->vertices[v].position[0] > 1.0f ? 1 : 0, 1.0f);
+            Pose(k, "elbow", 0.0f, bend, 0.0f);
+            const float warm[4] = {1, 0.8f, 0.6f, 0}, at[3] = {6, 3, 4}, aim[3] = {0, -1, 12}, low[3] = {-4, -2, 6};
+            E3DLight *omni = CreateOmniLight(at, warm, 0.9f, 2.0f, 40.0f, 0);
+            E3DLight *sun = CreateDirectLight(low, aim, warm, 0.6f, 0);
+            SetLightStatus(omni, 1, 1);  // attenuated
+            SetLightStatus(sun, 1, 0);
+            AssignLightToScene(s.scene, omni, 1);
+            AssignLightToScene(s.scene, sun, 1);
+            Redraw(s);
+            ASSERT_EQ(a->meshKind, 2);
+            int backs = 0;
+            for (int i = 0; i < a->polygonCount; ++i) {
+                const E3DPolygon &pa = a->polygons[i], &pb = b->polygons[i];
+                EXPECT_EQ(pa.flags & 0x80u, pb.flags & 0x80u) << "side of polygon " << i;
+                backs += (pa.flags & 0x80u) != 0;
+                const uint32_t ca[3] = {pa.color, pa.color1, pa.color2}, cb[3] = {pb.color, pb.color1, pb.color2};
+                // The joint column's corners keep their bones' normals while
+                // its face is slanted: only its face colour is comparable.
+                const bool jointColumn = i / 2 == 4;
+                const int corners = shade == 7 ? (jointColumn ? 0 : 3) : 1;
+                for (int j = 0; j < corners; ++j) {
+                    for (int shift : {16, 8, 0}) {
+                        const int x = int((ca[j] >> shift) & 255u), y = int((cb[j] >> shift) & 255u);
+                        EXPECT_LE(std::abs(x - y), 1) << "shade " << shade << " bend " << bend << " polygon " << i
+                                                      << " corner " << j << " shift " << shift;
+                    }
+                }
+            }
+            if (bend > 90.0f) {
+                EXPECT_GT(backs, 0) << "the far half shows its back";
+            }
+            RemoveSkeletonFromMesh(a);
+            DeleteSkeleton(k);
+        }
     }
 }
