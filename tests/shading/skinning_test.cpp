@@ -634,3 +634,181 @@ TEST(Skinning, LightingMatchesAnOrdinaryMeshBentByHand) {
         }
     }
 }
+
+TEST(Skinning, CullingNeverDropsAVisibleDeformedMesh) {
+    // At rest the ribbon lies far off to the left, so its own box is off
+    // screen; the elbow's pose carries it to the middle. It must be drawn.
+    for (bool depth : {true, false}) {
+        Stage s(depth);
+        E3DMesh *m = Ribbon(4, -32.0f, -28.0f, 10.0f, 0xFF0000);
+        SetMeshShadeMode(&m->node, 1);
+        E3DSkeleton *k = Arm(-30.0f, 1.0f, 10.0f);
+        ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
+        for (int v = 0; v < m->vertexCount; ++v) Weigh(m, v, 1, 1.0f);
+        const float middle[3] = {0.0f, 0.0f, 0.0f};
+        SetBonePosition(GetBonePointerByName(k, "elbow"), middle, 0);
+        AssignMeshToScene(s.scene, m, 0);
+        Redraw(s);
+        EXPECT_GT(s.Written(), 200);
+        EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 1);
+        EXPECT_FALSE(m->state & 0x20000u);
+        // The skeleton's sphere encloses the deformed ribbon (x -2 .. 2).
+        EXPECT_NEAR(k->sphere->center[0], 0.0f, 1e-5f);
+        EXPECT_NEAR(k->sphere->center[2], 10.0f, 1e-5f);
+        EXPECT_NEAR(k->sphere->radius, std::sqrt(5.0f), 1e-5f);
+        // Posed away again: culled, nothing emitted, nothing counted.
+        const float away[3] = {0.0f, 40.0f, 0.0f};
+        SetBonePosition(GetBonePointerByName(k, "elbow"), away, 0);
+        Redraw(s);
+        EXPECT_EQ(s.Written(), 0);
+        EXPECT_TRUE(m->state & 0x20000u);
+        EXPECT_EQ(s.scene->count, 0);
+        EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 0);
+        RemoveSkeletonFromMesh(m);
+        DeleteSkeleton(k);
+    }
+
+    // Random poses of the three bones: whenever some deformed vertex lies
+    // on screen in front of near, the mesh is not culled; a pose that brings
+    // vertices to or behind near switches to the clamping projection.
+    Stage s(true);
+    E3DMesh *m = Ribbon(12, -3.0f, 3.0f, 12.0f);
+    SetMeshShadeMode(&m->node, 1);
+    SetMeshCullMode(&m->node, 0x08);
+    E3DSkeleton *k = Arm(-1.0f, 2.0f, 12.0f);
+    ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
+    for (int v = 0; v < m->vertexCount; ++v) {
+        const float x = m->vertices[v].position[0];
+        Weigh(m, v, x < -1.0f ? 0 : x < 1.0f ? 1 : 2, 0.75f, x < 0.0f ? 1 : 2, 0.25f);
+    }
+    AssignMeshToScene(s.scene, m, 0);
+    const double focal = 32.0 / std::tan(30.0 * 3.14159265358979323846 / 180.0);
+    std::mt19937 rng(99);
+    std::uniform_real_distribution<float> angle(-180.0f, 180.0f), shift(-14.0f, 14.0f);
+    int culled = 0, onScreen = 0, crossing = 0;
+    for (int trial = 0; trial < 400; ++trial) {
+        for (const char *name : {"root", "elbow", "wrist"}) {
+            Pose(k, name, angle(rng), angle(rng), angle(rng));
+            const float at[3] = {shift(rng), shift(rng), name[0] == 'r' ? 12.0f + shift(rng) : shift(rng) * 0.25f};
+            SetBonePosition(GetBonePointerByName(k, name), at, 0);
+        }
+        Redraw(s);
+        ASSERT_TRUE(s.GuardsIntact());
+        bool visible = false, nearOrBehind = false;
+        for (int v = 0; v < m->vertexCount; ++v) {
+            const float *q = m->vertices[v].worldPosition;
+            if (q[2] <= 1.0f) nearOrBehind = true;
+            if (q[2] > 1.01f && std::fabs(q[0] / q[2] * focal) < 31.5 && std::fabs(q[1] / q[2] * focal) < 23.5)
+                visible = true;
+        }
+        const bool isCulled = (m->state & 0x20000u) != 0;
+        if (visible) {
+            EXPECT_FALSE(isCulled) << "trial " << trial;
+        }
+        if (nearOrBehind) {
+            EXPECT_TRUE(m->state & 0x80000u) << "trial " << trial;
+            if (!isCulled) {
+                EXPECT_EQ(e3d::g_projection.project, e3d::ProjectVertexWorldClamped);
+            }
+        }
+        culled += isCulled;
+        onScreen += visible;
+        crossing += nearOrBehind;
+    }
+    EXPECT_GT(culled, 20);
+    EXPECT_GT(onScreen, 20);
+    EXPECT_GT(crossing, 20);
+    RemoveSkeletonFromMesh(m);
+    DeleteSkeleton(k);
+}
+
+TEST(Skinning, EditedSkeletonsMissingBonesAndBadPosesAreSurvived) {
+    for (bool depth : {true, false}) {
+        Stage s(depth);
+        E3DMesh *m = Ribbon(6, -3.0f, 3.0f, 10.0f, 0x00FF00);
+        SetMeshShadeMode(&m->node, 7);
+        E3DSkeleton *k = Arm(0.0f, 1.0f, 10.0f);
+        ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
+        for (int v = 0; v < m->vertexCount; ++v) Weigh(m, v, v % 3, 0.5f, (v + 1) % 3, 0.5f);
+        AssignMeshToScene(s.scene, m, 0);
+        Pose(k, "elbow", 0.0f, 0.0f, 20.0f);
+        Redraw(s);
+        EXPECT_GT(s.Written(), 100);
+
+        // A bone added while assigned: the block is rebuilt, weights stay.
+        E3DBone *finger = CreateBone();
+        const float tip[3] = {0.5f, 0, 0};
+        SetBonePosition(finger, tip, 1);
+        ASSERT_EQ(AttachBoneToSkeleton(k, "wrist", finger, "finger"), 1);
+        Pose(k, "finger", 0.0f, 0.0f, -30.0f);
+        const int32_t bones[4] = {3, 0, -1, -1};
+        const float weights[4] = {0.25f, 0.75f, 0, 0};
+        ASSERT_EQ(SetVertexBoneWeights(m, 0, bones, weights), 1);
+        Redraw(s);
+        EXPECT_GT(s.Written(), 100);
+        EXPECT_TRUE(s.GuardsIntact());
+
+        // The root re-attached: one bone left, posed; weight on the former
+        // bones now follows the mesh.
+        E3DBone *root = CreateBone();
+        ASSERT_EQ(AttachBoneToSkeleton(k, nullptr, root, "again"), 1);
+        ASSERT_EQ(k->boneCount, 1);
+        const float lift[3] = {0.0f, 0.5f, 0.0f};
+        SetBonePosition(k->bones[0], lift, 0);
+        Redraw(s);
+        for (int v = 0; v < m->vertexCount; ++v) {
+            int32_t b[4];
+            float w[4];
+            GetVertexBoneWeights(m, v, b, w);
+            float onRoot = 0.0f;
+            for (int j = 0; j < 4; ++j) onRoot += b[j] == 0 ? w[j] : 0.0f;
+            const float *p = m->vertices[v].position, *q = m->vertices[v].worldPosition;
+            ExpectNear3(q, p[0], p[1] + 0.5f * onRoot, p[2], 1e-6f, "after a new root", v);
+        }
+        // A vertex naming a bone that never existed follows the mesh.
+        m->skinWeights[4 * 2] = 0xFFFFFF7Fu;
+        m->skinWeights[4 * 2 + 1] = e3d::kWeightOne;
+        Redraw(s);
+        ExpectNear3(m->vertices[2].worldPosition, m->vertices[2].position[0], m->vertices[2].position[1],
+                    m->vertices[2].position[2], 0.0f, "missing bone", 2);
+
+        // Not-a-number, infinite and huge poses: drawn or not, never outside
+        // the buffer.
+        const float nan = std::nanf("");
+        const float poses[][3] = {{nan, 0, 0}, {0, INFINITY, 0}, {1e30f, -1e30f, 1e30f}, {0, 0, 45}};
+        const float places[][3] = {{0, 0, 0}, {nan, 1, 1}, {INFINITY, 0, -INFINITY}, {1e30f, 0, 0}, {0, 0, -9.5f}};
+        for (const auto &pose : poses) {
+            for (const auto &place : places) {
+                SetBoneOrientation(k->bones[0], pose, 0);
+                SetBonePosition(k->bones[0], place, 0);
+                Redraw(s);
+                ASSERT_TRUE(s.GuardsIntact());
+            }
+        }
+
+        // Removed, then deleted: the mesh draws as before it had bones.
+        std::vector<uint16_t> plain;
+        RemoveSkeletonFromMesh(m);
+        DeleteSkeleton(k);
+        EXPECT_EQ(m->meshKind, 1);
+        Redraw(s);
+        plain = Frame(s);
+        EXPECT_GT(s.Written(), 100);
+        // And a kind-2 child of another mesh is deformed and drawn too.
+        E3DSkeleton *k2 = Arm(0.0f, 1.0f, 10.0f);
+        E3DMesh *child = Ribbon(4, -1.0f, 1.0f, 10.0f, 0x0000FF);
+        SetMeshShadeMode(&child->node, 1);
+        RemoveMeshFromScene(s.scene, m, 0);
+        AttachChildToNode(&m->node, &child->node);
+        AssignMeshToScene(s.scene, m, 0);
+        ASSERT_EQ(AssignSkeletonToMesh(child, k2), 1);
+        for (int v = 0; v < child->vertexCount; ++v) Weigh(child, v, 1, 1.0f);
+        const float down[3] = {0.0f, -2.0f, 0.0f};
+        SetBonePosition(GetBonePointerByName(k2, "elbow"), down, 0);
+        Redraw(s);
+        EXPECT_NEAR(child->vertices[0].worldPosition[1], -1.0f, 1e-6f);
+        EXPECT_TRUE(s.GuardsIntact());
+        RemoveSkeletonFromMesh(child);
+        DeleteSkeleton(k2);
+    }
+}
