@@ -33,7 +33,7 @@ int SkinningBuildScene(SkinningScene *out, E3DViewport *viewport, int skinned) {
     SetMaterialSpecularLevel(m, 0.6f);
 
     E3DScene *scene = CreateScene();
-    const float eye[3] = {0.0f, 0.5f, -11.0f}, target[3] = {0.0f, 0.5f, 0.0f};
+    const float eye[3] = {1.5f, 0.0f, -11.0f}, target[3] = {1.5f, 0.0f, 0.0f};
     E3DCamera *camera = CreateCamera(eye, target, 0.0f, 60.0f, 1.0f);
     if (!scene || !camera) return 0;
     AssignCameraToScene(scene, camera);
