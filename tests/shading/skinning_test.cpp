@@ -812,3 +812,59 @@ TEST(Skinning, EditedSkeletonsMissingBonesAndBadPosesAreSurvived) {
         DeleteSkeleton(k2);
     }
 }
+
+TEST(Skinning, EnvironmentCoordinatesUseTheBlendedNormalAndTheView) {
+    // The camera looks along +z from a point off to the side, so that its
+    // view rows are not the axes. After a frame with the elbow turned 60
+    // degrees about y, the deformed stage is run again in the environment
+    // draw mode: each corner's u, v are its blended, normalised normal dotted
+    // with the view's first two rows.
+    Stage s(true);
+    const float eye[3] = {-3.0f, 2.0f, -4.0f}, target[3] = {1.0f, 0.0f, 10.0f};
+    SetCameraPosition(s.camera, eye, 0);
+    SetCameraPosition(s.camera, target, 1);
+    E3DMesh *m = Ribbon(8, -2.0f, 4.0f, 10.0f);
+    SetMeshShadeMode(&m->node, 1);
+    SetMeshCullMode(&m->node, 0x08);
+    E3DSkeleton *k = Arm(1.0f, 1.0f, 10.0f);
+    ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
+    for (int v = 0; v < m->vertexCount; ++v) {
+        const float x = m->vertices[v].position[0];
+        if (x == 1.0f) Weigh(m, v, 0, 0.5f, 1, 0.5f);
+        else Weigh(m, v, x > 1.0f ? 1 : 0, 1.0f);
+    }
+    Pose(k, "elbow", 0.0f, 60.0f, 0.0f);
+    AssignMeshToScene(s.scene, m, 0);
+    Redraw(s);
+    ASSERT_GT(s.Written(), 50);
+    const float *view = s.camera->viewMatrix;
+    for (int i = 0; i < m->polygonCount; ++i) m->polygons[i].flags |= 0x2000000u;
+    GetMeshDefaultMaterial(m)->mode |= 0x2000000u;
+    std::vector<E3DSortEntry> entries(size_t(m->polygonCount));
+    e3d::g_lists = {entries.data(), entries.data() + entries.size() - 1, 0, 0};
+    EXPECT_EQ(e3d::kDepthBufferedStages[2](m), uint32_t(m->polygonCount));
+    const double r = 60.0 * 3.14159265358979323846 / 180.0;
+    for (int i = 0; i < m->polygonCount; ++i) {
+        const E3DPolygon &p = m->polygons[i];
+        for (int j = 0; j < 3; ++j) {
+            const float *rest = m->vertexNormals + 3 * p.normalIndex[j];
+            ASSERT_NEAR(rest[2], 1.0f, 2e-3f);
+            const float x = m->vertices[p.vertex[j]].position[0];
+            // Ry(60) of the rest normal; moved corners are normalised, a
+            // corner no moved bone carries keeps the rest normal as it is.
+            const double turned[3] = {std::cos(r) * rest[0] + std::sin(r) * rest[2], rest[1],
+                                      -std::sin(r) * rest[0] + std::cos(r) * rest[2]};
+            double n[3] = {rest[0], rest[1], rest[2]};
+            if (x >= 1.0f) {
+                const double share = x > 1.0f ? 1.0 : 0.5;
+                for (int a = 0; a < 3; ++a) n[a] = (1.0 - share) * n[a] + share * turned[a];
+                const double l = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+                for (double &c : n) c /= l;
+            }
+            EXPECT_NEAR(p.coords[j][2], n[0] * view[0] + n[1] * view[1] + n[2] * view[2], 1e-5) << i << " " << j;
+            EXPECT_NEAR(p.coords[j][3], n[0] * view[4] + n[1] * view[5] + n[2] * view[6], 1e-5) << i << " " << j;
+        }
+    }
+    RemoveSkeletonFromMesh(m);
+    DeleteSkeleton(k);
+}
