@@ -376,7 +376,7 @@ struct E3DBone {
     float position[3];
     float restMatrix[12];
     float poseMatrix[12];
-    float thirdMatrix[12];
+    float thirdMatrix[12];    /* skinning matrix of the last frame drawn */
     E3DBVSphere *sphere;
     uintptr_t hostObject;
 };
@@ -542,15 +542,55 @@ E3D_API void SetMeshQuadTexCoords(E3DMesh *mesh, int32_t index, float ua, float 
                                   float vc, float ud, float vd);
 /* Allocates the zeroed skin array (4 words a vertex) and sets the skeleton;
  * 0 when memory runs out (the skeleton is then not set). Guard: a former
- * array is freed rather than leaked. */
+ * array is freed rather than leaked. A validated ordinary mesh becomes
+ * meshKind 2 (bone-deformed); see "Bone-deformed meshes" below. */
 E3D_API int32_t AssignSkeletonToMesh(E3DMesh *mesh, E3DSkeleton *skeleton);
-/* Clears the skeleton and frees the skin array. */
+/* Clears the skeleton and frees the skin array; meshKind 2 goes back to 1. */
 E3D_API void RemoveSkeletonFromMesh(E3DMesh *mesh);
 /* Kept for callers: do nothing and return 1. */
 E3D_API int32_t AssignVertexInfluence(E3DMesh *mesh, int32_t vertex, int32_t bone, float weight);
 E3D_API int32_t CheckWeightedVertices(E3DMesh *mesh);
 /* Kept for callers: does nothing. */
 E3D_API void RemoveVertexInfluence(E3DMesh *mesh, int32_t vertex, int32_t bone);
+
+/* Bone-deformed meshes (meshKind 2), as Engine3D defines them:
+ * - Kind: AssignSkeletonToMesh turns a validated ordinary mesh (kind 1) into
+ *   kind 2, and ValidateMesh keeps kind 2 for a mesh that has a skeleton;
+ *   RemoveSkeletonFromMesh makes it kind 1 again. Billboards stay kind 3.
+ *   SetMeshCullMode acts on kind 1 only: set the cull mode first.
+ * - Skin entry (four 32-bit words a vertex): word 0 holds the bone indices of
+ *   influences 0..3 in its bytes 0..3 (0xFF none); words 1 and 2 hold the
+ *   four weights as unsigned 16-bit fractions of 32768 (influence 0 in the
+ *   low half of word 1, 1 in its high half, 2 and 3 likewise in word 2);
+ *   word 3 is 0. Whatever weight the named bones do not carry (1 - the sum)
+ *   follows the mesh, so the zeroed entry that AssignSkeletonToMesh leaves,
+ *   or one naming no bone, moves rigidly with the mesh; so does the weight
+ *   of an index naming no bone of the skeleton (e.g. after a root re-attach).
+ * - Bones: rest and pose matrices are frames relative to the parent bone
+ *   (a bone is a root when its parent index is negative or not below its
+ *   own). World frames go down the hierarchy; a bone's skinning matrix,
+ *   kept in its thirdMatrix, is pose world x inverse rest world (rest frames
+ *   are taken as rigid). A bone whose pose equals its rest bit for bit takes
+ *   its parent's skinning matrix (identity for a root), so a skeleton at
+ *   rest puts every vertex exactly where the mesh alone would.
+ * - Transform state 0 (the default): bone frames are in the mesh's space and
+ *   the mesh's world matrix carries the deformed mesh. State 1
+ *   (SetSkeletonXFormState): bone frames are in world space and deform the
+ *   mesh after its world matrix has placed it. Vertex = sum over influences
+ *   of weight x bone matrix x (position + pivot).
+ * - A kind-2 mesh that no bone moves in a frame (skeleton at rest, or no
+ *   weights) is drawn as the ordinary mesh it is: exactly the same pixels.
+ * - Culling: the box of the deformed world positions replaces the mesh's
+ *   own box; the mesh is skipped only when its eight corners are all beyond
+ *   one clip plane, so no deformed vertex on screen is ever dropped, and a
+ *   box crossing near or far selects the clamping projection. The
+ *   skeleton's sphere is refreshed to enclose that box (the last mesh drawn
+ *   with the skeleton wins). Kind-2 children of a mesh are deformed too.
+ * - Drawn by DrawScene only (DrawMesh draws kinds 1 and 3). */
+/* Sets the bones (index, or -1 for none) and weights of a vertex of a mesh with a skeleton; 1, or 0 changing nothing for a bad vertex, a bone index past the skeleton, a negative, infinite or NaN weight, or weights of the named bones not summing to 1 within 0.001 (stored scaled to sum exactly 1); all four -1 clears the vertex. */
+E3D_API int32_t SetVertexBoneWeights(E3DMesh *mesh, int32_t vertex, const int32_t *bones, const float *weights);
+/* Reads a vertex's four bones (-1 for none) and weights as stored (multiples of 1/32768); 1, or 0 for a mesh without skin array or a bad vertex. */
+E3D_API int32_t GetVertexBoneWeights(const E3DMesh *mesh, int32_t vertex, int32_t *bones, float *weights);
 
 /* ======================================================================
  * Normals
@@ -889,7 +929,7 @@ E3D_API void DeleteSkeleton(E3DSkeleton *skeleton);
 E3D_API uint32_t SetSkeletonXFormState(E3DSkeleton *skeleton, int32_t state);
 /* 1 when state 1 was set, else 0. */
 E3D_API int32_t GetSkeletonXFormState(const E3DSkeleton *skeleton);
-/* New bone (identity rest matrix, parent -1), or NULL. */
+/* New bone (identity rest and pose matrices, parent -1), or NULL. */
 E3D_API E3DBone *CreateBone(void);
 /* Engine3D addition: frees a bone never attached. */
 E3D_API void DeleteBone(E3DBone *bone);
@@ -920,8 +960,8 @@ E3D_API int32_t GetBoneIndexByName(const E3DSkeleton *skeleton, const char *name
 /* Draws the scene through its viewport (flags bit 31 must be set, see
  * SetViewportType) and active camera: depth-buffered when the viewport has
  * a depth buffer, back to front otherwise. The host clears the frame (and
- * depth) buffer between frames. Bone-deformed meshes (kind 2) are not drawn
- * yet. Lights shine on a mesh only from its light list (AssignLightToMesh,
+ * depth) buffer between frames. Bone-deformed meshes (kind 2) are deformed,
+ * lit and culled in world space. Lights shine on a mesh only from its light list (AssignLightToMesh,
  * or AssignLightToScene with flags 1); a lit mesh without lights is lit by a
  * headlight from the eye. The walk (world matrices, box flags, counts) runs
  * even when the scene has no polygon list. Guard: a mesh the list has no

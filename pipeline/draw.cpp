@@ -13,6 +13,8 @@
 #include "pipeline/view.h"
 #include "raster/raster.h"
 #include "scene/mesh.h"
+#include "shading/normals.h"
+#include "shading/skinning.h"
 #include "shading/vertex_stages.h"
 
 namespace e3d {
@@ -116,6 +118,30 @@ void PrepareObject(E3DNode *node, const float *view) {
     for (int i = 0; i < node->childCount; ++i) PrepareObject(node->children[i], view);
 }
 
+// Bone-deformed meshes are culled by their deformed vertices, not by the
+// box of the undeformed mesh; only switched-off and hidden ones are skipped
+// before the skeleton is applied.
+constexpr uint32_t kSkipSkinned = 0x6000u;
+
+inline uint32_t SkipMask(const E3DMesh *mesh) { return mesh->meshKind == 2 ? kSkipSkinned : kSkipMesh; }
+
+uint32_t RunStage(E3DMesh *mesh, int firstSlot);
+
+// Apply the skeleton (which may cull the mesh), project every vertex from
+// its world position, face planes from the world positions, then the stage.
+// A mesh that no bone moves this frame is drawn as the ordinary mesh it is,
+// culled by its own box, so a skeleton at rest changes no pixel. Kind-2
+// children get the same treatment rather than drawing stale positions.
+uint32_t RunSkinnedStage(E3DMesh *mesh, bool countVisible) {
+    const bool deformed = ApplySkeleton(mesh);
+    if (mesh->state & kOutsideView) return 0;
+    if (countVisible) ++g_visibleMeshes;
+    if (!deformed) return RunStage(mesh, 0);
+    ProjectSkinnedVertices(mesh);
+    CalcMeshPolygonsNormalWorld(mesh);
+    return g_stages[2 + ((mesh->state & 7u) == 1u ? 0 : 1)](mesh);
+}
+
 uint32_t RunStage(E3DMesh *mesh, int firstSlot) {
     // Guard: a stage emits at most one entry a polygon; a mesh the list has
     // no room for (its allocation failed) is not staged rather than written
@@ -130,11 +156,11 @@ uint32_t RunStage(E3DMesh *mesh, int firstSlot) {
 void ChildWalk(E3DNode *node, bool sceneWalk) {
     if (NodeType(node) != 1) return;
     E3DMesh *mesh = AsMesh(node);
-    if (!(mesh->state & kSkipMesh)) {
+    if (!(mesh->state & SkipMask(mesh))) {
         switch (mesh->meshKind) {
             case 1: g_count += RunStage(mesh, 0); break;
             case 2:
-                if (sceneWalk) g_count += RunStage(mesh, 2);
+                if (sceneWalk) g_count += RunSkinnedStage(mesh, false);
                 break;
             case 3: g_count += RunStage(mesh, 4); break;
             default: break;
@@ -148,10 +174,10 @@ void TopLevelWalk(E3DMesh *mesh) {
         ChildWalk(&mesh->node, true);
         return;
     }
-    if (mesh->state & kSkipMesh) return;
+    if (mesh->state & SkipMask(mesh)) return;
     switch (mesh->meshKind) {
         case 1: ++g_visibleMeshes, g_count += RunStage(mesh, 0); break;
-        case 2: ++g_visibleMeshes, g_count += RunStage(mesh, 2); break;
+        case 2: g_count += RunSkinnedStage(mesh, true); break;
         case 3: ++g_visibleMeshes, g_count += RunStage(mesh, 4); break;
         default: break;
     }
@@ -340,6 +366,7 @@ extern "C" E3D_API void DrawScene(E3DScene *scene) {
     const int32_t capacity = scene->sortEntries ? scene->sortCapacity : 0;
     StartLists(scene->sortEntries, capacity, depthBuffered);
     LoadFrame(viewport, camera);
+    SetSkinningView(camera->viewMatrix);
     for (int32_t i = 0; i < scene->meshes.count; ++i) {
         auto *mesh = static_cast<E3DMesh *>(scene->meshes.items[i]);
         CopyLightWorkTree(&mesh->node);

@@ -391,7 +391,7 @@ extern "C" E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh) {
         return nullptr;
     }
     mesh->state |= 0x8000u;
-    mesh->meshKind = 1;
+    mesh->meshKind = mesh->skeleton ? 2 : 1;  // a skeleton given before validation deforms it
     return mesh;
 }
 
@@ -407,6 +407,7 @@ extern "C" E3D_API int32_t AssignSkeletonToMesh(E3DMesh *mesh, E3DSkeleton *skel
     if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
     mesh->skinWeights = weights;
     mesh->skeleton = skeleton;
+    if (mesh->meshKind == 1 && skeleton) mesh->meshKind = 2;  // drawn deformed from now on
     return 1;
 }
 
@@ -414,6 +415,7 @@ extern "C" E3D_API void RemoveSkeletonFromMesh(E3DMesh *mesh) {
     mesh->skeleton = nullptr;
     if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
     mesh->skinWeights = nullptr;
+    if (mesh->meshKind == 2) mesh->meshKind = 1;
 }
 
 extern "C" E3D_API char *SetMeshName(E3DMesh *mesh, const char *name) {

@@ -95,6 +95,7 @@ extern "C" E3D_API E3DBone *CreateBone(void) {
     }
     b->parentIndex = -1;
     e3d::SetIdentity(b->restMatrix);
+    e3d::SetIdentity(b->poseMatrix);  // a bone never posed sits at rest
     e3d::SetIdentity(b->thirdMatrix);
     return b;
 }

@@ -3,9 +3,11 @@
 #include "shading/lighting.h"
 
 #include <cmath>
+#include <cstring>
 
 #include "core/fast_math.h"
 #include "scene/mesh.h"
+#include "shading/skinning.h"
 #include "shading/vertex_stages.h"
 
 namespace e3d {
@@ -136,9 +138,12 @@ void RunLights(const E3DMesh *mesh, const LightRoutine *table, const float *norm
     }
 }
 
+// World: a bone-deformed mesh, lit at its first vertex's world position.
+template <bool World = false>
 void FaceLighting(E3DMesh *mesh, E3DPolygon *p, uint32_t mode, const E3DMaterial *m) {
     LightSums s;
-    StartSums(s, m, mesh->vertices[p->vertex[0]].position);
+    const E3DVertex &first = mesh->vertices[p->vertex[0]];
+    StartSums(s, m, World ? first.worldPosition : first.position);
     const float plane[4] = {p->normal[0], p->normal[1], p->normal[2], p->planeD};
     RunLights(mesh, (p->flags & 0x80u) ? kFaceBackLights.data() : kFaceFrontLights.data(), plane, s);
     p->color = ComposeColor(s, m, mode);
@@ -156,6 +161,47 @@ void VertexLighting(E3DMesh *mesh, E3DPolygon *p, uint32_t mode, const E3DMateri
                              : kNoNormal;
         RunLights(mesh, table, n, s);
         *out[j] = ComposeColor(s, m, mode);
+    }
+}
+
+// Gouraud lighting of a bone-deformed mesh: as VertexLighting, at the world
+// positions and with each corner normal blended like its vertex.
+void SkinnedVertexLighting(E3DMesh *mesh, E3DPolygon *p, uint32_t mode, const E3DMaterial *m) {
+    const LightRoutine *table = (p->flags & 0x80u) ? kCornerBackLights.data() : kCornerFrontLights.data();
+    uint32_t *out[3] = {&p->color, &p->color1, &p->color2};
+    for (int j = 0; j < 3; ++j) {
+        LightSums s;
+        StartSums(s, m, mesh->vertices[p->vertex[j]].worldPosition);
+        float n[3] = {0.0f, 0.0f, 0.0f};
+        if (mesh->vertexNormals && p->normalIndex[j] >= 0 && p->normalIndex[j] < mesh->normalCount)
+            SkinNormal(mesh, p->vertex[j], mesh->vertexNormals + 3 * p->normalIndex[j], n);
+        RunLights(mesh, table, n, s);
+        *out[j] = ComposeColor(s, m, mode);
+    }
+}
+
+// World-space lights for bone-deformed meshes: positions as they are,
+// directions toward the aimed-at point.
+void SetUpWorldLights(E3DMesh *mesh) {
+    if (!mesh->lights) return;
+    for (int i = 0; i < 64 && mesh->lights[i]; ++i) {
+        E3DLight &l = *mesh->lights[i];
+        if (!(l.flags & 0x80000000u)) continue;
+        switch (l.flags & 31u) {
+            case 2: case 3: case 19:
+                std::memcpy(l.meshPosition, l.workPosition, sizeof l.meshPosition);
+                break;
+            case 4: case 20: {
+                std::memcpy(l.meshPosition, l.workPosition, sizeof l.meshPosition);
+                const float d[3] = {l.workDirection[0] - l.workPosition[0], l.workDirection[1] - l.workPosition[1],
+                                    l.workDirection[2] - l.workPosition[2]};
+                const float k = FastRSqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+                l.meshDirection[0] = d[0] * k, l.meshDirection[1] = d[1] * k, l.meshDirection[2] = d[2] * k;
+                break;
+            }
+            default:
+                break;  // 5, 18 and 21 keep what they last received
+        }
     }
 }
 
@@ -222,6 +268,7 @@ void SetUpLights(E3DMesh *mesh) {
     }
 }
 
-LightingHooks g_lighting = {SetUpLights, FaceLighting, VertexLighting, LightlessColor};
+LightingHooks g_lighting = {SetUpLights, FaceLighting<false>, VertexLighting, LightlessColor};
+LightingHooks g_skinLighting = {SetUpWorldLights, FaceLighting<true>, SkinnedVertexLighting, LightlessColor};
 
 }  // namespace e3d

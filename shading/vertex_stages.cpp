@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "pipeline/clip.h"
+#include "shading/skinning.h"
 
 namespace e3d {
 
@@ -25,13 +26,15 @@ inline uint32_t ScreenOutCode(float x, float y) {
     return code;
 }
 
-template <bool Clamping>
+// World: a bone-deformed vertex, projected from its world position.
+template <bool Clamping, bool World = false>
 inline float Project(E3DVertex &v) {
     const ProjectionState &s = g_projection;
     const float *m = s.matrix;
-    const float px = v.position[0] + s.offset[0];
-    const float py = v.position[1] + s.offset[1];
-    const float pz = v.position[2] + s.offset[2];
+    const float *src = World ? v.worldPosition : v.position;
+    const float px = src[0] + s.offset[0];
+    const float py = src[1] + s.offset[1];
+    const float pz = src[2] + s.offset[2];
     const float z = m[8] * px + m[9] * py + m[10] * pz + m[11];
     v.depth = z;
     if constexpr (Clamping) {
@@ -114,17 +117,49 @@ void EnvironmentCoordinates(const E3DMesh *mesh, E3DPolygon *p) {
     }
 }
 
-enum MeshKind { kOrdinary = 1, kBillboard = 3 };
+// Bone-deformed meshes: every vertex was projected before the stage, so the
+// key is the sum of the stored depths. The out-codes' AND is compared with
+// 1, which no out-code has: such polygons are never trivially rejected and
+// the clipper of the polygon dispatch sorts out the off-screen ones.
+inline int SkinnedReject(const E3DMesh *mesh, const int32_t (&corner)[3], E3DSortEntry *entry) {
+    const E3DVertex *v = mesh->vertices;
+    const E3DVertex &a = v[corner[0]], &b = v[corner[1]], &c = v[corner[2]];
+    if (entry) entry->key = a.depth + b.depth + c.depth;
+    return (a.clipCode & b.clipCode & c.clipCode) == 1u;
+}
+
+// Environment coordinates of a bone-deformed polygon: each corner normal
+// blended like its vertex, normalised, then turned by the view's first two
+// rows.
+void SkinnedEnvironmentCoordinates(const E3DMesh *mesh, E3DPolygon *p) {
+    const float *m = g_skin.view;
+    for (int j = 0; j < 3; ++j) {
+        if (!mesh->vertexNormals || p->normalIndex[j] < 0 || p->normalIndex[j] >= mesh->normalCount) continue;
+        float n[3];
+        SkinNormal(mesh, p->vertex[j], mesh->vertexNormals + 3 * p->normalIndex[j], n);
+        p->coords[j][2] = n[0] * m[0] + n[1] * m[1] + n[2] * m[2];
+        p->coords[j][3] = n[0] * m[4] + n[1] * m[5] + n[2] * m[6];
+    }
+}
+
+enum MeshKind { kOrdinary = 1, kSkinned = 2, kBillboard = 3 };
 
 template <bool DepthBuffered, bool Lit, int Kind>
 uint32_t Stage(E3DMesh *mesh) {
-    ComputeMeshSpaceEye(mesh);
+    // Bone-deformed meshes are lit and culled in world space: the eye is the
+    // camera itself and their face planes carry no mesh offset.
+    if constexpr (Kind == kSkinned) {
+        std::memcpy(g_projection.eye, g_projection.cameraWorld, sizeof g_projection.eye);
+    } else {
+        ComputeMeshSpaceEye(mesh);
+    }
     const float *eye = g_projection.eye;
     const float *offset = g_projection.offset;
-    const bool lightingReady = Lit && g_lighting.face != nullptr;
+    const LightingHooks &hooks = Kind == kSkinned ? g_skinLighting : g_lighting;
+    const bool lightingReady = Lit && hooks.face != nullptr;
     if constexpr (Lit) {
         g_projection.eyeInvLength = 1.0f / std::sqrt(eye[0] * eye[0] + eye[1] * eye[1] + eye[2] * eye[2]);
-        if (lightingReady) g_lighting.setUp(mesh);
+        if (lightingReady) hooks.setUp(mesh);
     }
     const uint32_t state = mesh->state;
     const bool hasLights = mesh->lights != nullptr && mesh->lights[0] != nullptr;
@@ -145,8 +180,10 @@ uint32_t Stage(E3DMesh *mesh) {
             const E3DMaterial *visibility = (state & 0x10) ? p->backMaterial : p->material;
             const uint32_t cull = (visibility->mode & 8) ? 8u : (state & 0x38u);
             eyeDotNormal = eye[0] * p->normal[0] + eye[1] * p->normal[1] + eye[2] * p->normal[2];
-            const float s = eyeDotNormal + p->planeD -
-                            (offset[0] * p->normal[0] + offset[1] * p->normal[1] + offset[2] * p->normal[2]);
+            float s = eyeDotNormal + p->planeD;
+            if constexpr (Kind != kSkinned) {
+                s = s - (offset[0] * p->normal[0] + offset[1] * p->normal[1] + offset[2] * p->normal[2]);
+            }
             const bool front = s < 0.0f;  // s = 0 counts as the back
             if (cull == 8) {
                 backSide = !front;
@@ -177,10 +214,18 @@ uint32_t Stage(E3DMesh *mesh) {
         }
         if (sorted) {
             entry = g_lists.front;
-            if (Reject<true>(mesh, p->vertex, entry)) continue;
+            if constexpr (Kind == kSkinned) {
+                if (SkinnedReject(mesh, p->vertex, entry)) continue;
+            } else if (Reject<true>(mesh, p->vertex, entry)) {
+                continue;
+            }
         } else {
             entry = g_lists.back;
-            if (Reject<false>(mesh, p->vertex, nullptr)) continue;
+            if constexpr (Kind == kSkinned) {
+                if (SkinnedReject(mesh, p->vertex, nullptr)) continue;
+            } else if (Reject<false>(mesh, p->vertex, nullptr)) {
+                continue;
+            }
         }
 
         uint32_t mode = p->flags & state & material->mode;
@@ -192,18 +237,24 @@ uint32_t Stage(E3DMesh *mesh) {
             entryMode = mode & 0x7F00007u;
             if (!hasLights) {
                 const float k = (backSide ? eyeDotNormal : -eyeDotNormal) * g_projection.eyeInvLength;
-                g_lighting.lightless(p, k, entryMode, material);
+                hooks.lightless(p, k, entryMode, material);
                 entryMode = (entryMode & 0x7F00003u) | 3u;
             } else {
                 switch (entryMode & 7u) {
                     case 1: p->color = UnlitColor(material, mode); break;
-                    case 3: g_lighting.face(mesh, p, entryMode, material); break;
-                    case 7: g_lighting.vertex(mesh, p, entryMode, material); break;
+                    case 3: hooks.face(mesh, p, entryMode, material); break;
+                    case 7: hooks.vertex(mesh, p, entryMode, material); break;
                     default: break;
                 }
             }
         }
-        if ((mode & 0x7800000u) == 0x2000000u) EnvironmentCoordinates(mesh, p);
+        if ((mode & 0x7800000u) == 0x2000000u) {
+            if constexpr (Kind == kSkinned) {
+                SkinnedEnvironmentCoordinates(mesh, p);
+            } else {
+                EnvironmentCoordinates(mesh, p);
+            }
+        }
 
         entry->mesh = mesh;
         entry->polygon = p;
@@ -220,14 +271,12 @@ uint32_t Stage(E3DMesh *mesh) {
     return emitted;
 }
 
-// Bone-deformed meshes get their stages with the skeleton work; until then
-// such a mesh emits nothing.
-uint32_t NoStage(E3DMesh *) { return 0; }
-
 }  // namespace
 
 float ProjectVertexPlain(E3DVertex &vertex) { return Project<false>(vertex); }
 float ProjectVertexClamped(E3DVertex &vertex) { return Project<true>(vertex); }
+float ProjectVertexWorldPlain(E3DVertex &vertex) { return Project<false, true>(vertex); }
+float ProjectVertexWorldClamped(E3DVertex &vertex) { return Project<true, true>(vertex); }
 
 int PolygonKeyAndReject(E3DMesh *mesh, int32_t a, int32_t b, int32_t c, E3DSortEntry *entry) {
     const int32_t corner[3] = {a, b, c};
@@ -237,6 +286,22 @@ int PolygonKeyAndReject(E3DMesh *mesh, int32_t a, int32_t b, int32_t c, E3DSortE
 int PolygonReject(E3DMesh *mesh, int32_t a, int32_t b, int32_t c) {
     const int32_t corner[3] = {a, b, c};
     return Reject<false>(mesh, corner, nullptr);
+}
+
+void ProjectSkinnedVertices(E3DMesh *mesh) {
+    static const float kNoOffset[3] = {0.0f, 0.0f, 0.0f};
+    g_projection.matrix = g_skin.view;
+    g_projection.offset = kNoOffset;
+    const bool clamping = (mesh->state & 0x80000u) != 0;
+    g_projection.project = clamping ? ProjectVertexWorldClamped : ProjectVertexWorldPlain;
+    E3DVertex *v = mesh->vertices;
+    const int32_t n = v ? mesh->vertexCount : 0;
+    if (clamping) {
+        for (int32_t i = 0; i < n; ++i) Project<true, true>(v[i]);
+    } else {
+        for (int32_t i = 0; i < n; ++i) Project<false, true>(v[i]);
+    }
+    if (mesh->vertexFlags && n > 0) std::memset(mesh->vertexFlags, 0xFF, size_t((uint32_t(n) + 31) / 32) * 4);
 }
 
 void SetUpMeshProjection(E3DMesh *mesh) {
@@ -258,12 +323,12 @@ uint32_t UnlitColor(const E3DMaterial *m, uint32_t mode) {
 }
 
 const StageRoutine kDepthBufferedStages[6] = {
-    Stage<true, false, kOrdinary>, Stage<true, true, kOrdinary>, NoStage, NoStage,
+    Stage<true, false, kOrdinary>, Stage<true, true, kOrdinary>, Stage<true, false, kSkinned>, Stage<true, true, kSkinned>,
     Stage<true, false, kBillboard>, Stage<true, true, kBillboard>,
 };
 
 const StageRoutine kPainterStages[6] = {
-    Stage<false, false, kOrdinary>, Stage<false, true, kOrdinary>, NoStage, NoStage,
+    Stage<false, false, kOrdinary>, Stage<false, true, kOrdinary>, Stage<false, false, kSkinned>, Stage<false, true, kSkinned>,
     Stage<false, false, kBillboard>, Stage<false, true, kBillboard>,
 };
 

@@ -47,6 +47,9 @@ void SetUpMeshProjection(E3DMesh *mesh);
 // The two projectors; both return the depth that enters the sort key.
 float ProjectVertexPlain(E3DVertex &vertex);
 float ProjectVertexClamped(E3DVertex &vertex);
+// The same from a bone-deformed vertex's world position.
+float ProjectVertexWorldPlain(E3DVertex &vertex);
+float ProjectVertexWorldClamped(E3DVertex &vertex);
 
 // Keyed and unkeyed trivial rejects: 1 when all three out-codes share a bit.
 int PolygonKeyAndReject(E3DMesh *mesh, int32_t a, int32_t b, int32_t c, E3DSortEntry *entry);
@@ -76,5 +79,8 @@ struct LightingHooks {
     void (*lightless)(E3DPolygon *, float k, uint32_t mode, const E3DMaterial *);
 };
 extern LightingHooks g_lighting;
+// The same for bone-deformed meshes: world-space lights, world positions and
+// blended normals.
+extern LightingHooks g_skinLighting;
 
 }  // namespace e3d
