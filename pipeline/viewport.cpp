@@ -3,6 +3,7 @@
 #include "engine3d.h"
 
 #include <bit>
+#include <cmath>
 #include <cstring>
 
 #include "e3dhost.h"
@@ -94,10 +95,13 @@ extern "C" E3D_API void ClearViewportDepthBuffer(E3DViewport *v, int32_t value) 
     if (!v->depthBuffer) return;
     // Whole rows: horizontal scissor edges are ignored here by design.
     const float row = DepthRowLength(v);
-    const float firstF = float(int64_t(v->scissorYMin)) * row;
     const float countF = (v->scissorYMax - v->scissorYMin) * row;
+    // Guard: a NaN (or beyond 64-bit) top edge covers no rows; tested before
+    // the conversion, which such a value does not survive.
+    if (!(countF > 0.0f) || !(std::fabs(v->scissorYMin) < 9.0e18f)) return;
+    const float firstF = float(int64_t(v->scissorYMin)) * row;
     const uint64_t elements = DepthBufferElements(v);
-    if (!(firstF >= 0.0f) || !(countF > 0.0f)) return;
+    if (!(firstF >= 0.0f)) return;
     const uint64_t first = firstF < 4294967296.0f ? uint64_t(firstF) : elements;
     uint64_t count = countF < 4294967296.0f ? uint64_t(countF) : elements;
     if (first >= elements) return;
