@@ -1096,8 +1096,12 @@ E3D_API void GouraudSolidTriangleZ(E3DPolygon *polygon, E3DVertex *vertices);
  * stepped in 16.16 between. Power-of-two layers wrap (masks width - 1 and
  * height - 1, kept engine-wide); others address rows of `shift` texels.
  * Corner coordinates are texel coordinates times invDepth, as the dispatch
- * prepares them. Guard: any coordinates, finite or not, read only inside
- * the texture; a layer without pixels draws nothing.
+ * prepares them. Blend types combine the lit texel with the frame: packed
+ * saturating add, ProductTable mix (frame weighted 255 - level; the unlit
+ * family weights it by the level) and packed subtraction; blended writes
+ * test depth but never write it, and depth steps on every pixel. Guard: any
+ * coordinates, finite or not, read only inside the texture; a layer without
+ * pixels draws nothing.
  * ====================================================================== */
 
 /* Diffuse map (layer 0) stored unlit, painter's pass; opacity blends weight the frame by the level itself. */

@@ -361,6 +361,8 @@ TEST_F(TextureFiller, BitmapLayersReadThroughTheTextureRecordOffset) {
     // byte offset word with the lowest bit cleared.
     std::mt19937 rng(11);
     OwnedTexture tex(8, 8, 8, rng, 0);
+    tex.pixels.resize(9 * 8);  // one row more behind the 8 x 8 block the layer addresses
+    tex.record.pixels = tex.pixels.data();
     for (size_t i = 0; i < tex.pixels.size(); ++i) tex.pixels[i] = uint16_t(i);
     TexturedTriangle t;
     t.p.flags = 0x80;
