@@ -157,9 +157,7 @@ extern "C" E3D_API void DrawViewportPostFX(E3DViewport *viewport) {
     const E3DTextureLayer &layer = m->layers[g_overlaySlot];
     const float maxU = float(int64_t(layer.width) - 1), maxV = float(int64_t(layer.height) - 1);
     const float us[4] = {0.0f, maxU, maxU, 0.0f}, vs[4] = {0.0f, 0.0f, maxV, maxV};
-    // Guard: draw modes from bit 26 up index past the row's 128 entries.
-    const uint32_t index = (m->mode >> 19) & 0xFEu;
-    const TriangleFillerRoutine filler = index < 128 ? FillerTable[1][index] : EmptyFiller;
+    const TriangleFillerRoutine filler = FillerTable[1][SortedPassFillerIndex(m->mode)];
     E3DPolygon &p = g_polygon2D;
     p = E3DPolygon{};
     p.material = p.backMaterial = m;

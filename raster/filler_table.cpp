@@ -11,7 +11,9 @@ void EmptyFiller(E3DPolygon *, E3DVertex *) {}
 
 namespace {
 
-using Row = std::array<TriangleFillerRoutine, 128>;
+// Seven draw-mode bits and the pass bit: every index the two index
+// functions can make has an entry, the empty routine where nothing is listed.
+using Row = std::array<TriangleFillerRoutine, 256>;
 
 struct Pair {
     uint32_t drawMode;

@@ -51,7 +51,9 @@ struct RasterTables {
 extern RasterTables g_rasterTables;
 extern const std::array<float, 256> ReciprocalTable;  // [n] = 1 / n, [0] = 0
 
-// 8 rows (shading bits) of 128 entries (2 x draw mode + depth pass).
+// 8 rows (shading bits) of 256 entries (2 x draw mode + depth pass), so any
+// draw-mode value selects an entry inside its row.
+inline constexpr uint32_t kFillerRowLength = 256;
 extern const TriangleFillerRoutine *const FillerTable[8];
 
 // Depth pass: odd entries; painter's pass: even entries.

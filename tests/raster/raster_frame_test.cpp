@@ -106,3 +106,19 @@ TEST(Fillers, FloorDivMod) {
     EXPECT_EQ(q, INT32_MIN / 16);
     EXPECT_EQ(r, 0);
 }
+
+TEST(FillerSelection, EveryDrawModeValueSelectsAnEntryInsideItsRow) {
+    // Seven draw-mode bits in both passes; combinations nobody lists draw
+    // nothing rather than reach past the row.
+    for (uint32_t shade = 0; shade < 8; ++shade) {
+        for (uint32_t bits = 0; bits < 128; ++bits) {
+            const uint32_t mode = (bits << 20) | shade;
+            const uint32_t depth = e3d::DepthPassFillerIndex(mode), sorted = e3d::SortedPassFillerIndex(mode);
+            ASSERT_LT(depth, e3d::kFillerRowLength);
+            ASSERT_LT(sorted, e3d::kFillerRowLength);
+            EXPECT_NE(e3d::FillerTable[shade][depth], nullptr);
+            EXPECT_NE(e3d::FillerTable[shade][sorted], nullptr);
+        }
+        EXPECT_EQ(e3d::FillerTable[shade][e3d::DepthPassFillerIndex(0x7F00000u | shade)], e3d::EmptyFiller);
+    }
+}
