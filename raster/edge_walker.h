@@ -53,6 +53,14 @@ inline Fixed28_4 ToFixed28_4(float screen) {
     return Fixed28_4(std::lrint(v));
 }
 
+// Rounds to the nearest 32-bit integer (ties to even) as the processor's
+// 32-bit conversion does: a value outside the 32-bit range, or NaN, gives
+// INT32_MIN. Every build converts depths and steps this one way.
+inline int32_t RoundToInt32(float v) {
+    if (!(v >= -2147483648.0f && v < 2147483648.0f)) return INT32_MIN;
+    return int32_t(std::lrint(v));
+}
+
 // N float attributes ride along each edge: value at the edge's current
 // pixel, change per scanline, and extra change when the error term carries.
 template <int N>

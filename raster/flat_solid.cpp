@@ -26,8 +26,8 @@ void FlatSpan(uint16_t *frame, int32_t *depth, int32_t, int32_t xLeft, int32_t, 
     const uint32_t s = g_flat.pixel;
     uint32_t z = 0, dz = 0;
     if constexpr (Depth) {
-        z = uint32_t(int32_t(std::lrint(left[0] * kDepthScale)));
-        dz = uint32_t(int32_t(std::lrint(g_flat.dzdx * kDepthScale)));
+        z = uint32_t(RoundToInt32(left[0] * kDepthScale));
+        dz = uint32_t(RoundToInt32(g_flat.dzdx * kDepthScale));
         z += uint32_t(from - xLeft) * dz;
     }
     for (int32_t x = from; x < to; ++x) {
@@ -83,8 +83,8 @@ inline void FlatSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t x
         }
         for (; x < to; ++x) frame[x] = s;
     } else {
-        const uint32_t dz = uint32_t(int32_t(std::lrint(g_flat.dzdx * kDepthScale)));
-        uint32_t z = uint32_t(int32_t(std::lrint(left[0] * kDepthScale))) + uint32_t(from - xLeft) * dz;
+        const uint32_t dz = uint32_t(RoundToInt32(g_flat.dzdx * kDepthScale));
+        uint32_t z = uint32_t(RoundToInt32(left[0] * kDepthScale)) + uint32_t(from - xLeft) * dz;
         int32_t x = from;
         if (to - x >= 8) {
             const __m128i pixel = _mm_set1_epi16(int16_t(g_flat.pixel));

@@ -42,7 +42,7 @@ inline uint32_t Blend8(uint32_t v, uint32_t d5) {
     }
 }
 
-inline int32_t ToFixed(float value, float scale) { return int32_t(std::lrint(value * scale)); }
+inline int32_t ToFixed(float value, float scale) { return RoundToInt32(value * scale); }
 
 template <int Op, bool Depth>
 inline void GouraudPixels(uint16_t *frame, int32_t *depth, int32_t y, int32_t xRight, int32_t from, int32_t to,

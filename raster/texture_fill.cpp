@@ -70,7 +70,7 @@ inline uint32_t To16_16(float x) { return RoundWrap32(x * 65536.0f); }
 
 // The same conversion as the solid fillers, so that textured and solid
 // surfaces meet with the same depth values.
-inline uint32_t ToDepth(float z) { return uint32_t(int32_t(std::lrint(z * kDepthScale))); }
+inline uint32_t ToDepth(float z) { return uint32_t(RoundToInt32(z * kDepthScale)); }
 
 // 0x8000 when the channel rises to the right (or is flat across and rises
 // downward), else 0x7FFF: the same rule as the solid Gouraud fillers.

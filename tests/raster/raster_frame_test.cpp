@@ -2,6 +2,7 @@
 // drawing into the current viewport.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <vector>
 
 #include "engine3d.h"
@@ -121,4 +122,44 @@ TEST(FillerSelection, EveryDrawModeValueSelectsAnEntryInsideItsRow) {
         }
         EXPECT_EQ(e3d::FillerTable[shade][e3d::DepthPassFillerIndex(0x7F00000u | shade)], e3d::EmptyFiller);
     }
+}
+
+TEST(DepthConversion, OutOfRangeDepthIsTheProcessorsIndefiniteValueInEveryBuild) {
+    EXPECT_EQ(e3d::RoundToInt32(5.0f * e3d::kDepthScale), INT32_MIN);
+    EXPECT_EQ(e3d::RoundToInt32(-5.0f * e3d::kDepthScale), INT32_MIN);
+    EXPECT_EQ(e3d::RoundToInt32(std::numeric_limits<float>::quiet_NaN()), INT32_MIN);
+    EXPECT_EQ(e3d::RoundToInt32(2147483520.0f), 2147483520);
+    EXPECT_EQ(e3d::RoundToInt32(2.5f), 2);
+    EXPECT_EQ(e3d::RoundToInt32(-3.5f), -4);
+    // Geometry nearer than half a unit: 1/z x 2^30 does not fit 32 bits. The
+    // converted depth is the lowest value, which never passes the test, so
+    // both builds draw nothing (a 64-bit wrap would have drawn it).
+    InitEngine3D();
+    std::vector<uint16_t> pixels(64 * 48, 0x0421);
+    E3DTexture surface{};
+    surface.pixels = pixels.data();
+    surface.pitch = 2 * 64;
+    E3DViewport *v = CreateViewport(&surface, 64, 48, 1, 0);
+    SetViewportType(v, 0x80000001u);
+    e3d::SetRasterContext(v, nullptr);
+    E3DMesh *m = CreateMesh(3, 1, 0xFFFFFF);
+    SetMeshTriPolygon(m, 0, 0, 1, 2, 0, 0);
+    m->polygons[0].material = m->polygons[0].backMaterial = &m->defaultMaterial;
+    const float corners[3][2] = {{10, 10}, {50, 12}, {30, 40}};
+    for (int i = 0; i < 3; ++i) {
+        m->vertices[i].screenX = corners[i][0];
+        m->vertices[i].screenY = corners[i][1];
+        m->vertices[i].invDepth = 5.0f;
+    }
+    for (int shade : {3, 7}) {
+        m->polygons[0].color = m->polygons[0].color1 = m->polygons[0].color2 = 0xFFFFFF;
+        if (shade == 3) FlatSolidTriangleZ(&m->polygons[0], m->vertices);
+        else GouraudSolidTriangleZ(&m->polygons[0], m->vertices);
+        for (uint16_t p : pixels) ASSERT_EQ(p, 0x0421) << "shade " << shade;
+        for (int i = 0; i < 64 * 48; ++i) ASSERT_EQ(v->depthBuffer[i], 0);
+    }
+    e3d::SetRasterContext(nullptr, nullptr);
+    DeleteMesh(m);
+    DeleteViewport(v);
+    ReleaseEngine3D();
 }
