@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "engine3d.h"
+#include "support/standard_scenes.h"
 
 namespace {
 
@@ -43,42 +44,6 @@ E3DMesh *Sheet(int n, float size) {
     return m;
 }
 
-// A smooth ball of about 4k triangles (one smoothing group, Gouraud).
-E3DMesh *Ball(int rings, int segments, float radius) {
-    const int vertices = 2 + (rings - 1) * segments, polygons = 2 * segments * (rings - 1);
-    E3DMesh *m = CreateMesh(vertices, polygons, 0xC08040);
-    const float pi = 3.14159265f;
-    SetMeshVertex(m, 0, 0, radius, 0);
-    SetMeshVertex(m, vertices - 1, 0, -radius, 0);
-    for (int i = 1; i < rings; ++i)
-        for (int j = 0; j < segments; ++j) {
-            const float lat = pi * 0.5f - pi * float(i) / float(rings), lon = 2 * pi * float(j) / float(segments);
-            SetMeshVertex(m, 1 + (i - 1) * segments + j, radius * std::cos(lat) * std::cos(lon),
-                          radius * std::sin(lat), radius * std::cos(lat) * std::sin(lon));
-        }
-    int p = 0;
-    for (int j = 0; j < segments; ++j) {
-        const int next = (j + 1) % segments;
-        SetMeshTriPolygon(m, p++, 0, 1 + next, 1 + j, 0, 0);
-        for (int i = 1; i < rings - 1; ++i) {
-            const int a = 1 + (i - 1) * segments + j, b = 1 + (i - 1) * segments + next;
-            SetMeshQuadPolygon(m, p, a, b, b + segments, a + segments, 0, 0);
-            p += 2;
-        }
-        const int last = 1 + (rings - 2) * segments;
-        SetMeshTriPolygon(m, p++, last + j, last + next, vertices - 1, 0, 0);
-    }
-    m = ValidateMesh(m);
-    E3DMaterial *mat = GetMeshDefaultMaterial(m);
-    SetMaterialColor(mat, 0, 30, 20, 10);
-    SetMaterialColor(mat, 1, 200, 130, 60);
-    SetMaterialColor(mat, 3, 255, 255, 255);
-    SetMaterialShininess(mat, 20);
-    SetMaterialSpecularLevel(mat, 1);
-    SetMeshShadeMode(&m->node, 7);
-    return m;
-}
-
 struct Frame {
     std::vector<uint16_t> pixels = std::vector<uint16_t>(size_t(kWidth) * kHeight);
     E3DTexture surface{};
@@ -98,7 +63,7 @@ struct Frame {
         SetActiveSceneCamera(scene, camera);
         SetSceneViewport(scene, viewport);
         if (lights > 0) {
-            E3DMesh *ball = Ball(46, 46, 12.0f);  // 4,140 triangles
+            E3DMesh *ball = e3dscenes::MakeBall(46, 46, 12.0f);  // 4,140 triangles
             AssignMeshToScene(scene, ball, 0);
             triangles = ball->polygonCount;
             const float white[4] = {1, 1, 1, 0};
