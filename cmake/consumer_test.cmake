@@ -1,7 +1,8 @@
 # Installs the built Engine3D into a fresh prefix, then builds and runs the
 # outside project tests/consumer twice: once through find_package(Engine3D),
 # once with a plain compiler call fed by pkg-config.
-# -D: BUILD_DIR, CONSUMER_DIR, WORK_DIR, C_COMPILER, C_FLAGS, LINK_FLAGS
+# -D: BUILD_DIR, CONSUMER_DIR, WORK_DIR, C_COMPILER, C_FLAGS, LINK_FLAGS, and
+# EMULATOR (optional: what runs the built programs, as for the 32-bit tests)
 cmake_minimum_required(VERSION 3.25)
 
 function(run what)
@@ -21,8 +22,8 @@ run("configure with find_package" ${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_
     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_C_COMPILER=${C_COMPILER}
     "-DCMAKE_C_FLAGS=${C_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}")
 run("build with find_package" ${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
-run("run the find_package consumer" ${WORK_DIR}/cmake-build/consumer)
-run("run the find_package consumer, static engine" ${WORK_DIR}/cmake-build/consumer_static)
+run("run the find_package consumer" ${EMULATOR} ${WORK_DIR}/cmake-build/consumer)
+run("run the find_package consumer, static engine" ${EMULATOR} ${WORK_DIR}/cmake-build/consumer_static)
 
 # 2. pkg-config. The .pc file lies under the library directory, whatever
 # its name on this system.
@@ -41,4 +42,4 @@ separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
 separate_arguments(c_flags UNIX_COMMAND "${C_FLAGS} ${LINK_FLAGS}")
 run("build with pkg-config" ${C_COMPILER} ${c_flags} ${CONSUMER_DIR}/consumer.c ${pc_flags}
     -Wl,-rpath,${pc_libdir} -o ${WORK_DIR}/pkg-config-consumer)
-run("run the pkg-config consumer" ${WORK_DIR}/pkg-config-consumer)
+run("run the pkg-config consumer" ${EMULATOR} ${WORK_DIR}/pkg-config-consumer)
