@@ -34,7 +34,7 @@ void BuildLineTables();
 inline int32_t LineColourStep(int32_t delta, int32_t length) {
     const int64_t magnitude = delta < 0 ? -int64_t(delta) : delta;
     int64_t q;
-    if (length < kLineReciprocalCount) q = int64_t((uint64_t(magnitude << 16) * g_lineReciprocals[length]) >> 36);
+    if (uint32_t(length) < uint32_t(kLineReciprocalCount)) q = int64_t((uint64_t(magnitude << 16) * g_lineReciprocals[length]) >> 36);
     else q = (magnitude << 16) / length;
     return int32_t(delta < 0 ? -q : q);
 }

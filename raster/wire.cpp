@@ -166,10 +166,14 @@ bool LineEndsToPixels(LineEnd &a, LineEnd &b, int32_t (&pixel)[4]) {
         a = from;
         b = to;
     }
-    pixel[0] = int32_t(std::lrint(a.x));
-    pixel[1] = int32_t(std::lrint(a.y));
-    pixel[2] = int32_t(std::lrint(b.x));
-    pixel[3] = int32_t(std::lrint(b.y));
+    // Guard: every end must now lie within the square; one that does not
+    // (whatever the arithmetic above made of it) draws nothing rather than
+    // reach the stepping's integers.
+    const float ends[4] = {a.x, a.y, b.x, b.y};
+    for (int k = 0; k < 4; ++k) {
+        if (!(std::fabs(ends[k]) <= limit)) return false;
+        pixel[k] = int32_t(std::lrint(ends[k]));
+    }
     return true;
 }
 
