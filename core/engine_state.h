@@ -37,6 +37,9 @@ struct EngineState {
     int32_t sqrtTableBuilt;
     uint32_t rsqrtTable[1024];
     int32_t rsqrtTableBuilt;
+    // Heads of the chains of live meshes, materials and viewports
+    // (core/live_objects.h); they outlive a release, as the objects do.
+    void *liveHeads[3];
 };
 
 // Zero at load, like every module global.

@@ -21,6 +21,12 @@ bool MeshUnderMesh(const E3DNode *parent, const E3DNode *child) {
 void UnlinkNodeWithTarget(E3DNode *node, E3DNode *target) {
     for (E3DNode *n : {node, target}) {
         if (n->parent) DetachChildFromNode(n->parent, n);
+        // Children outlive the node as roots of their own.
+        while (n->childCount > 0) {
+            const int16_t count = n->childCount;
+            DetachChildFromNode(n, n->children[0]);
+            if (n->childCount == count) break;
+        }
         if (n->children) FreeMemory(n->children);
         n->children = nullptr;
         n->childCount = 0;

@@ -17,7 +17,7 @@ inline E3DNode *MeshTreeRoot(E3DNode *n) {
 }
 
 // Unhooks a camera or light and its target node from their parents and
-// frees their child arrays (children the host left attached are dropped).
+// detaches their children, which become roots of their own.
 void UnlinkNodeWithTarget(E3DNode *node, E3DNode *target);
 
 // Detaches every child (children's subtrees first) and frees the meshes

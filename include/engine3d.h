@@ -287,6 +287,8 @@ struct E3DMesh {
     /* Engine3D additions behind the 32-bit layout: */
     int32_t normalCount;       /* corner normals in vertexNormals */
     int32_t sortCapacity;      /* entries the sort buffer holds */
+    struct E3DMesh *livePrev;  /* the engine's chain of live meshes, which */
+    struct E3DMesh *liveNext;  /* deletes walk to unhook what they free */
 };
 
 /* Bounding sphere: centre and radius. */
@@ -513,7 +515,10 @@ E3D_API E3DMesh *CreateMesh(int32_t vertexCount, int32_t polygonCount, uint32_t 
  * failed allocation (record, normals or box) deletes the mesh: NULL. */
 E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh);
 /* Removes the mesh from scenes and its parent, frees its mesh descendants
- * and the mesh itself. Returns 1 (0 for NULL). */
+ * and the mesh itself. Returns 1 (0 for NULL). Guard: faces of other meshes
+ * using its default material fall back to their own mesh's default material,
+ * viewports lose it, scenes drop it; a mesh freed below a camera or light of
+ * the subtree leaves every scene first. */
 E3D_API int32_t DeleteMesh(E3DMesh *mesh);
 /* Appends a vertex to a mesh being grown; 0 once the mesh is final.
  * Guard: 0 also when memory runs out (the mesh is unchanged). */
@@ -702,7 +707,9 @@ E3D_API E3DMaterial *GetMeshDefaultMaterial(E3DMesh *mesh);
  * the copy fails. NULL on failure. Guard: a NULL template gives NULL and
  * leaves the counter. */
 E3D_API E3DMaterial *CreateMaterial(E3DMaterial *templateMaterial);
-/* Frees a material (nothing for NULL). */
+/* Frees a material (nothing for NULL). Guard: faces using it fall back to
+ * their mesh's default material, viewports lose it, every scene drops it; a
+ * material CreateMaterial did not make (a mesh's default one) is left alone. */
 E3D_API void DeleteMaterial(E3DMaterial *material);
 /* Bounded to 29 characters; see SetMeshName. */
 E3D_API char *SetMaterialName(E3DMaterial *material, const char *name);
@@ -783,7 +790,8 @@ E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t height, int32_t 
 E3D_API E3DTexture *CreateTextureFromPixels(const uint16_t *pixels, int32_t width, int32_t height, int32_t pitch);
 /* Engine3D addition: frees a texture from CreateCheckerTexture or
  * CreateTextureFromPixels, pixels and record (nothing for NULL). Not for a
- * host's own bitmap descriptions. */
+ * host's own bitmap descriptions. Every material layer showing it (mesh
+ * default materials included) is emptied as SetMaterialTexture(NULL) does. */
 E3D_API void DeleteTexture(E3DTexture *texture);
 
 /* ======================================================================
@@ -793,7 +801,8 @@ E3D_API void DeleteTexture(E3DTexture *texture);
 /* New empty scene at the end of the scene chain, or NULL. */
 E3D_API E3DScene *CreateScene(void);
 /* Deletes the scene and its objects not bound to a host object, in the order
- * meshes, lights, materials, cameras, skeletons. */
+ * meshes, lights, materials, cameras, skeletons, each by its own Delete...
+ * (whose rules apply); the scene's viewport stays. */
 E3D_API void DeleteScene(E3DScene *scene);
 /* Deletes the scene and every object in it, bound or not (bound meshes are
  * only removed), in the order materials, cameras, meshes, lights, skeletons. */
@@ -856,7 +865,9 @@ E3D_API E3DSkeleton *SearchSkeletonByName(const E3DScene *scene, const char *nam
 /* Camera at position looking at target (3 floats each), roll and fov in
  * degrees, near as given; far 100000000; named "CameraNN". NULL on failure. */
 E3D_API E3DCamera *CreateCamera(const float *position, const float *target, float roll, float fov, float near);
-/* Removes the camera from scenes and parents and frees it. */
+/* Removes the camera from scenes and parents and frees it. Guard: viewports
+ * lose it (and draw nothing until they get another); children of the camera
+ * and of its target become roots. */
 E3D_API void DeleteCamera(E3DCamera *camera);
 /* Bounded to 31 characters; see SetMeshName. */
 E3D_API char *SetCameraName(E3DCamera *camera, const char *name);
@@ -891,7 +902,9 @@ E3D_API E3DLight *CreateOmniLight(const float *position, const float *color, flo
 /* Directional light: position and direction; flags | 4; "DirectNN". */
 E3D_API E3DLight *CreateDirectLight(const float *position, const float *direction, const float *color,
                                     float intensity, uint32_t flags);
-/* Removes the light from scenes (and their meshes) and parents; frees it. */
+/* Removes the light from scenes (and their meshes) and parents; frees it.
+ * Guard: every mesh's light list drops it, in a scene or not; children of
+ * the light and of its target become roots. */
 E3D_API void DeleteLight(E3DLight *light);
 /* Bounded to 31 characters; see SetMeshName. */
 E3D_API char *SetLightName(E3DLight *light, const char *name);
@@ -923,7 +936,9 @@ E3D_API int32_t RemoveLightFromMesh(E3DLight *light, E3DNode *node);
 
 /* Empty skeleton with a zeroed bounding sphere, or NULL. */
 E3D_API E3DSkeleton *CreateSkeleton(void);
-/* Removes it from the first scene holding it and frees it with its bones. */
+/* Removes it from the scenes holding it and frees it with its bones. Guard:
+ * every scene drops it, not only the first; meshes deformed by it are taken
+ * off it as RemoveSkeletonFromMesh does. */
 E3D_API void DeleteSkeleton(E3DSkeleton *skeleton);
 /* state 1 sets transform bits 2, anything else 1; returns the flags. */
 E3D_API uint32_t SetSkeletonXFormState(E3DSkeleton *skeleton, int32_t state);
@@ -1042,7 +1057,7 @@ E3D_API E3DMesh *BillboardCreate(float size, const float *scale, uint32_t colour
 E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_t w, int32_t h, int32_t depth, int32_t own);
 /* Frees the depth buffer, the frame buffer when owned, and the record.
  * Guard: when it is the fillers' current viewport, they draw nothing until
- * the next draw sets one. */
+ * the next draw sets one; scenes and meshes naming it lose it. */
 E3D_API void DeleteViewport(E3DViewport *viewport);
 /* state 1: allocates and clears a depth buffer (returns 1, or 0 on failure);
  * anything else frees it and returns 0. Guard: a row of the depth buffer is

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/engine_state.h"
+#include "core/live_objects.h"
 #include "e3dhost.h"
 #include "pipeline/clip.h"
 #include "raster/raster.h"
@@ -45,7 +47,8 @@ extern "C" E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_
                                                int32_t own) {
     if (w < 1 || h < 1 || (own != 1 && !surface)) return nullptr;
     if (own == 1 && uint64_t(w) * uint64_t(h) * 8 > 0xFFFFFFFFull) return nullptr;
-    auto *v = static_cast<E3DViewport *>(AllocateMemory(sizeof(E3DViewport)));
+    // The block also carries the viewport's links on the chain of live ones.
+    auto *v = static_cast<E3DViewport *>(AllocateMemory(uint32_t(e3d::kViewportBlockBytes)));
     if (!v) return nullptr;
     std::memset(v, 0, sizeof *v);
     if (own == 1) {
@@ -79,6 +82,7 @@ extern "C" E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_
     v->depthBuffer = nullptr;
     SetViewportScissor(v, 0.0f, float(w), 0.0f, float(h));
     if (depth == 1) SetViewportDepthState(v, 1);
+    e3d::LinkLive(e3d::kLiveViewport, v);
     return v;
 }
 
@@ -86,6 +90,14 @@ extern "C" E3D_API void DeleteViewport(E3DViewport *v) {
     if (!v) return;
     // The fillers draw into the current viewport: a deleted one is no target.
     if (e3d::CurrentViewport() == v) e3d::SetRasterContext(nullptr, nullptr);
+    // Scenes and meshes drawing into it lose it (they then draw nothing).
+    for (E3DScene *s = e3d::g_engine.sceneHead; s; s = s->next) {
+        if (s->viewport == v) s->viewport = nullptr;
+    }
+    e3d::ForEachLive<E3DMesh>(e3d::kLiveMesh, [&](E3DMesh *m) {
+        if (m->viewport == v) m->viewport = nullptr;
+    });
+    e3d::UnlinkLive(e3d::kLiveViewport, v);
     if (v->depthBuffer) FreeMemory(v->depthBuffer);
     if ((v->flags & kFlagOwnsFrame) && v->frameBuffer) FreeMemory(v->frameBuffer);
     FreeMemory(v);

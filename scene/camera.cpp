@@ -8,6 +8,7 @@
 #include "e3dhost.h"
 #include "pipeline/clip.h"
 #include "pipeline/view.h"
+#include "scene/unhook.h"
 
 using e3d::IsNegative;
 
@@ -31,6 +32,7 @@ extern "C" E3D_API E3DCamera *CreateCamera(const float *position, const float *t
 extern "C" E3D_API void DeleteCamera(E3DCamera *camera) {
     if (!camera) return;
     RemoveCameraFromScene(nullptr, camera);
+    e3d::ForgetCamera(camera);
     camera->hostObject = 0;
     camera->hostObject2 = 0;
     e3d::UnlinkNodeWithTarget(&camera->node, &camera->targetNode);

@@ -9,6 +9,7 @@
 #include "core/names.h"
 #include "core/node.h"
 #include "e3dhost.h"
+#include "scene/unhook.h"
 
 namespace {
 
@@ -58,6 +59,7 @@ extern "C" E3D_API E3DLight *CreateDirectLight(const float *position, const floa
 extern "C" E3D_API void DeleteLight(E3DLight *light) {
     if (!light) return;
     RemoveLightFromScene(nullptr, light);
+    e3d::ForgetLight(light);
     light->hostObject = 0;
     light->hostObject2 = 0;
     e3d::UnlinkNodeWithTarget(&light->node, &light->targetNode);

@@ -5,10 +5,12 @@
 #include <bit>
 #include <cstring>
 
+#include "core/live_objects.h"
 #include "core/names.h"
 #include "core/node.h"
 #include "e3dhost.h"
 #include "scene/mesh.h"
+#include "scene/unhook.h"
 
 namespace {
 
@@ -85,8 +87,12 @@ using namespace e3d;
 
 extern "C" E3D_API E3DMaterial *CreateMaterial(E3DMaterial *templateMaterial) {
     if (!templateMaterial) return nullptr;
-    auto *m = static_cast<E3DMaterial *>(AllocateMemory(sizeof(E3DMaterial)));
-    if (m) std::memcpy(m, templateMaterial, sizeof *m);
+    // The block also carries the material's links on the chain of live ones.
+    auto *m = static_cast<E3DMaterial *>(AllocateMemory(uint32_t(kMaterialBlockBytes)));
+    if (m) {
+        std::memcpy(m, templateMaterial, sizeof *m);
+        LinkLive(kLiveMaterial, m);
+    }
     // The default name goes to the template (the copy keeps the old name),
     // and the counter moves on even when the copy could not be made.
     WriteDefaultName(templateMaterial->tail.named.name, sizeof templateMaterial->tail.named.name, "Material",
@@ -94,8 +100,14 @@ extern "C" E3D_API E3DMaterial *CreateMaterial(E3DMaterial *templateMaterial) {
     return m;
 }
 
-// Materials and bounding spheres are freed by the same routine.
-extern "C" E3D_API void DeleteMaterial(E3DMaterial *material) { DeleteBVSphere(material); }
+extern "C" E3D_API void DeleteMaterial(E3DMaterial *material) {
+    // Guard: only a material CreateMaterial made is freed (a mesh's default
+    // material, say, is part of its mesh).
+    if (!IsLive(kLiveMaterial, material)) return;
+    ForgetMaterial(material);
+    UnlinkLive(kLiveMaterial, material);
+    FreeMemory(material);
+}
 
 extern "C" E3D_API char *SetMaterialName(E3DMaterial *material, const char *name) {
     if (!material) return nullptr;

@@ -5,11 +5,13 @@
 #include <cstring>
 
 #include "core/matrix.h"
+#include "core/live_objects.h"
 #include "core/names.h"
 #include "core/node.h"
 #include "e3dhost.h"
 #include "scene/bounding_volume.h"
 #include "scene/scene_links.h"
+#include "scene/unhook.h"
 #include "shading/normals.h"
 
 namespace e3d {
@@ -106,7 +108,7 @@ void FreeBoundingBox(E3DMesh *mesh) {
     if (!box) return;
     if (box->sortBuffer) FreeMemory(box->sortBuffer);
     if (box->vertexNormals) FreeMemory(box->vertexNormals);  // only if a host gave it normals
-    FreeMemory(box);
+    FreeMeshRecord(box);
     mesh->boundingBox = nullptr;
 }
 
@@ -150,7 +152,7 @@ void ReleaseMesh(E3DMesh *mesh) {
     if (mesh->sortBuffer) FreeMemory(mesh->sortBuffer);
     if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
     if (mesh->node.children) FreeMemory(mesh->node.children);
-    FreeMemory(mesh);
+    FreeMeshRecord(mesh);
 }
 
 void RefreshMeshMatrices(E3DMesh *mesh) {
@@ -204,6 +206,7 @@ extern "C" E3D_API E3DMesh *CreateMesh(int32_t vertexCount, int32_t polygonCount
         return nullptr;
     }
     InitRecord(m, colour);
+    LinkLive(kLiveMesh, m);
     return m;
 }
 
@@ -377,7 +380,7 @@ extern "C" E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh) {
         if (old->sortBuffer) FreeMemory(old->sortBuffer);
         if (old->vertexNormals) FreeMemory(old->vertexNormals);
         FreeBoundingBox(old);
-        FreeMemory(old);
+        FreeMeshRecord(old);
         mesh = m;
     }
     CalcMeshPolygonsNormal(mesh);

@@ -47,6 +47,11 @@ void MeshDetachedFromMesh(E3DNode *parent, E3DNode *child) {
     ReplaceSortBuffer(childMesh, childMesh->treePolygonCount);
 }
 
-void ReleaseMeshNode(E3DNode *mesh) { ReleaseMesh(AsMesh(mesh)); }
+void ReleaseMeshNode(E3DNode *mesh) {
+    // A mesh reached through a camera or light of the subtree may be a scene's
+    // root: no scene keeps a freed mesh.
+    RemoveMeshFromAllScenes(AsMesh(mesh), 1);
+    ReleaseMesh(AsMesh(mesh));
+}
 
 }  // namespace e3d

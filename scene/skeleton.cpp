@@ -8,6 +8,7 @@
 #include "core/engine_state.h"
 #include "core/matrix.h"
 #include "e3dhost.h"
+#include "scene/unhook.h"
 
 namespace {
 
@@ -66,10 +67,8 @@ extern "C" E3D_API E3DSkeleton *CreateSkeleton(void) {
 
 extern "C" E3D_API void DeleteSkeleton(E3DSkeleton *skeleton) {
     if (!skeleton) return;
-    // Only the first scene holding it; hosts remove it from others first.
-    for (E3DScene *s = e3d::g_engine.sceneHead; s; s = s->next) {
-        if (RemoveSkeletonFromScene(s, skeleton)) break;
-    }
+    // Every scene and every mesh lets go of it, not only the first scene.
+    e3d::ForgetSkeleton(skeleton);
     DeleteBVSphere(skeleton->sphere);
     FreeBones(skeleton);
     FreeMemory(skeleton);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "e3dhost.h"
+#include "scene/unhook.h"
 
 extern "C" E3D_API E3DTexture *CreateCheckerTexture(int32_t width, int32_t height, int32_t squares, uint16_t a,
                                                     uint16_t b) {
@@ -77,6 +78,7 @@ extern "C" E3D_API E3DTexture *CreateTextureFromPixels(const uint16_t *pixels, i
 
 extern "C" E3D_API void DeleteTexture(E3DTexture *texture) {
     if (!texture) return;
+    e3d::ForgetTexture(texture);
     FreeMemory(texture->pixels);
     FreeMemory(texture);
 }

@@ -26,40 +26,6 @@
 namespace {
 
 // ---- guards for defects that are known and being fixed ---------------------
-// Each guard steers the decoder around one known fault so that the fuzzer can
-// find new ones. Drop a guard once its fault is fixed; E3D_FUZZ_OPEN_GUARDS
-// ("all" or a comma list of the names below) switches guards off at run time.
-struct KnownDefectGuards {
-    bool meshUnderNonMesh = true;        // a mesh hung under a camera or light
-    bool assignAfterLostList = true;     // assigning a mesh to a scene whose polygon list was lost
-    bool materialOnGrownMesh = true;     // face materials changed before a grown mesh is validated
-    bool fillerTargetOnDelete = true;    // fillers keep drawing into a deleted viewport
-    bool hugeCounts = true;              // segment counts and quad indices next to INT32_MAX
-    bool normalsBeforeValidation = true; // corner normals of a grown mesh leak
-    bool drawModeBit26 = true;           // draw-mode bit 26 indexes past the filler rows
-    bool resultDespiteFailure = true;    // meshes returned although an allocation failed
-    bool unhookBeforeDelete = true;      // deletes leave pointers the engine follows later
-};
-
-KnownDefectGuards LoadGuards() {
-    KnownDefectGuards g;
-    const char *open = std::getenv("E3D_FUZZ_OPEN_GUARDS");
-    if (!open) return g;
-    auto has = [&](const char *name) { return std::strstr(open, name) != nullptr || std::strstr(open, "all"); };
-    if (has("meshUnderNonMesh")) g.meshUnderNonMesh = false;
-    if (has("assignAfterLostList")) g.assignAfterLostList = false;
-    if (has("materialOnGrownMesh")) g.materialOnGrownMesh = false;
-    if (has("fillerTargetOnDelete")) g.fillerTargetOnDelete = false;
-    if (has("hugeCounts")) g.hugeCounts = false;
-    if (has("normalsBeforeValidation")) g.normalsBeforeValidation = false;
-    if (has("drawModeBit26")) g.drawModeBit26 = false;
-    if (has("resultDespiteFailure")) g.resultDespiteFailure = false;
-    if (has("unhookBeforeDelete")) g.unhookBeforeDelete = false;
-    return g;
-}
-
-const KnownDefectGuards kGuards = LoadGuards();
-
 // E3D_FUZZ_TRACE set: every call group and draw result goes to stderr, to read a reproducer.
 const bool kTrace = std::getenv("E3D_FUZZ_TRACE") != nullptr;
 
@@ -251,7 +217,6 @@ Handles &L = g_live;
 
 bool IsMesh(const E3DNode *n) { return (n->type & 63) == 1 || (n->type & 63) == 2; }
 bool Validated(const E3DMesh *m) { return m->meshKind != 0; }
-bool Grown(const E3DMesh *m) { return m->meshKind == 0 && !m->sortEntries; }
 
 template <class T, int N>
 T *Any(Input &in, T *(&table)[N]) {
@@ -316,123 +281,20 @@ const char *Name(Input &in, char *storage, size_t size) {
     return storage;
 }
 
-// ---- careful-host unhooking before deletes ----------------------------------
-// Detaches the children that would outlive `node` (cameras and lights under a
-// mesh tree that goes away, or any child of a deleted camera or light).
-void DetachSurvivingChildren(E3DNode *node, bool meshTree) {
-    for (int i = 0; i < node->childCount;) {
-        E3DNode *child = node->children[i];
-        if (meshTree && IsMesh(child)) {
-            DetachSurvivingChildren(child, true);
-            ++i;
-        } else {
-            const int16_t count = node->childCount;
-            DetachChildFromNode(node, child);
-            if (node->childCount == count) ++i;  // could not be taken off: leave it
-        }
-    }
-}
-
-void UnhookCamera(E3DCamera *c) {
-    for (E3DViewport *v : L.viewport)
-        if (v && v->camera == c) SetViewportCamera(v, nullptr);
-    DetachSurvivingChildren(&c->node, false);
-    DetachSurvivingChildren(&c->targetNode, false);
-}
-
-void UnhookLight(E3DLight *l) {
-    for (E3DMesh *m : L.mesh)
-        if (m) RemoveLightFromMesh(l, &m->node);
-    DetachSurvivingChildren(&l->node, false);
-    DetachSurvivingChildren(&l->targetNode, false);
-}
-
-void UnhookMaterial(E3DMaterial *mat) {
-    for (E3DMesh *m : L.mesh)
-        if (m) RemoveMaterialFromMesh(mat, m);
-    for (E3DScene *s : L.scene)
-        if (s) RemoveMaterialFromScene(s, mat);
-    for (E3DViewport *v : L.viewport)
-        if (v && v->material == mat) SetViewportMaterial(v, nullptr);
-}
-
-void UnhookTexture(E3DTexture *t) {
-    auto clear = [&](E3DMaterial *mat) {
-        for (uint32_t layer = 0; layer < 4; ++layer) {
-            E3DTextureLayer *block = GetMaterialTexture(mat, layer);
-            if (block && block->texture == t) SetMaterialTexture(mat, layer, nullptr, 0);
-        }
-    };
-    for (E3DMaterial *mat : L.material)
-        if (mat) clear(mat);
-    for (E3DMesh *m : L.mesh) {
-        if (!m) continue;
-        clear(&m->defaultMaterial);
-    }
-}
-
-void UnhookSkeleton(E3DSkeleton *k) {
-    for (E3DMesh *m : L.mesh)
-        if (m && m->skeleton == k) RemoveSkeletonFromMesh(m);
-    RemoveSkeletonFromScene(nullptr, k);
-}
-
-void UnhookScene(E3DScene *s) {
-    for (int32_t i = 0; i < s->cameras.count; ++i) UnhookCamera(static_cast<E3DCamera *>(s->cameras.items[i]));
-    for (int32_t i = 0; i < s->lights.count; ++i) UnhookLight(static_cast<E3DLight *>(s->lights.items[i]));
-    // Materials and skeletons unhook themselves from this scene too: work on copies.
-    std::vector<void *> materials(s->materials.items, s->materials.items + s->materials.count);
-    for (void *m : materials) UnhookMaterial(static_cast<E3DMaterial *>(m));
-    std::vector<void *> skeletons(s->skeletons.items, s->skeletons.items + s->skeletons.count);
-    for (void *k : skeletons) UnhookSkeleton(static_cast<E3DSkeleton *>(k));
-    for (int32_t i = 0; i < s->meshes.count; ++i)
-        DetachSurvivingChildren(&static_cast<E3DMesh *>(s->meshes.items[i])->node, true);
-    // What the deleted materials and skeletons were taken off must go with them:
-    // put them back so the scene still deletes them.
-    for (void *m : materials) AssignMaterialToScene(s, static_cast<E3DMaterial *>(m));
-    for (void *k : skeletons) AssignSkeletonToScene(s, static_cast<E3DSkeleton *>(k));
-}
-
-// ---- deletes as a careful host does them ------------------------------------
-void DelMesh(E3DMesh *m) {
-    if (kGuards.unhookBeforeDelete) DetachSurvivingChildren(&m->node, true);
-    DeleteMesh(m);
-}
-void DelCamera(E3DCamera *c) {
-    if (kGuards.unhookBeforeDelete) UnhookCamera(c);
-    DeleteCamera(c);
-}
-void DelLight(E3DLight *l) {
-    if (kGuards.unhookBeforeDelete) UnhookLight(l);
-    DeleteLight(l);
-}
-void DelMaterial(E3DMaterial *m) {
-    if (kGuards.unhookBeforeDelete) UnhookMaterial(m);
-    DeleteMaterial(m);
-}
-void DelTexture(E3DTexture *t) {
-    if (kGuards.unhookBeforeDelete) UnhookTexture(t);
-    DeleteTexture(t);
-}
-void DelSkeleton(E3DSkeleton *k) {
-    if (kGuards.unhookBeforeDelete) UnhookSkeleton(k);
-    DeleteSkeleton(k);
-}
+// ---- deletes ----------------------------------------------------------------
+// The engine unhooks whatever still names a deleted object, so the fuzzer
+// deletes without preparing anything.
+void DelMesh(E3DMesh *m) { DeleteMesh(m); }
+void DelCamera(E3DCamera *c) { DeleteCamera(c); }
+void DelLight(E3DLight *l) { DeleteLight(l); }
+void DelMaterial(E3DMaterial *m) { DeleteMaterial(m); }
+void DelTexture(E3DTexture *t) { DeleteTexture(t); }
+void DelSkeleton(E3DSkeleton *k) { DeleteSkeleton(k); }
 void DelScene(E3DScene *s, bool whole) {
-    if (kGuards.unhookBeforeDelete) UnhookScene(s);
     if (whole) DeleteWholeScene(s);
     else DeleteScene(s);
 }
-void DelViewport(E3DViewport *v) {
-    // The host's own references go first: scenes and meshes drawing into it.
-    for (E3DScene *s : L.scene)
-        if (s && s->viewport == v) SetSceneViewport(s, nullptr);
-    for (E3DMesh *m : L.mesh)
-        if (m && m->viewport == v) SetMeshViewport(m, nullptr);
-    const bool current = e3d::CurrentViewport() == v;
-    DeleteViewport(v);
-    if (kGuards.fillerTargetOnDelete && current) e3d::SetRasterContext(nullptr, nullptr);
-}
+void DelViewport(E3DViewport *v) { DeleteViewport(v); }
 
 // ---- operations --------------------------------------------------------------
 bool g_failureArmed = false;  // this call was given a failing allocation
@@ -440,14 +302,9 @@ bool g_failureArmed = false;  // this call was given a failing allocation
 // Whether the injected failure of this call has been used so far.
 bool FailureUsed() { return g_failureArmed && HostMemoryPendingFailure() == 0; }
 
-// Keeps the mesh a builder returned; with the failure guard on, a mesh
-// returned although one of its allocations failed is dropped.
+// Keeps the mesh a builder returned in a slot of the table.
 void KeepMesh(Input &in, E3DMesh *m) {
     if (!m) return;
-    if (kGuards.resultDespiteFailure && FailureUsed()) {
-        DelMesh(m);
-        return;
-    }
     Store(L.mesh, in.Pick(kMeshes), m, DelMesh);
 }
 
@@ -459,10 +316,6 @@ void OpGenerator(Input &in) {
     const uint32_t colour = in.U32();
     const float *scale = Scale(in, s);
     const int32_t open = in.I();
-    if (kGuards.hugeCounts && (which == 9 || which == 10)) {
-        if (i >= INT32_MAX / 2) i = 4;
-        if (j >= INT32_MAX / 2) j = 1;
-    }
     E3DMesh *m = nullptr;
     switch (which) {
         case 0: m = CubeCreate(a, scale, colour); break;
@@ -522,7 +375,6 @@ void OpMeshBuild(Input &in) {
         case 4: {
             int32_t idx = in.Index(pc);
             const int32_t a = in.Index(vc), b = in.Index(vc), c = in.Index(vc), d = in.Index(vc);
-            if (kGuards.hugeCounts && idx >= INT32_MAX - 1) break;
             if (in.Bit()) AddMeshQuadPolygon(m, a, b, c, d, in.I(), in.I());
             else SetMeshQuadPolygon(m, idx, a, b, c, d, in.I(), in.I());
             break;
@@ -539,10 +391,7 @@ void OpMeshBuild(Input &in) {
             const int slot = in.Pick(kMeshes);
             E3DMesh *r = ValidateMesh(m);
             if (r && r != m && !Holds(L.mesh, r)) {
-                if (kGuards.resultDespiteFailure && FailureUsed()) DelMesh(r);
-                else Store(L.mesh, slot, r, DelMesh);
-            } else if (r && kGuards.resultDespiteFailure && FailureUsed()) {
-                DelMesh(r);
+                Store(L.mesh, slot, r, DelMesh);
             }
             break;
         }
@@ -557,7 +406,6 @@ void OpMeshState(Input &in) {
     switch (which) {
         case 0: {
             uint32_t mode = in.Mode();
-            if (kGuards.drawModeBit26) mode &= ~0x7800000u;
             SetMeshRenderMode(&m->node, mode);
             break;
         }
@@ -598,7 +446,7 @@ void OpMeshState(Input &in) {
             if (k == 0) CalcMeshPolygonsNormal(m);
             else if (k == 1 && m->polygonCount > 0)
                 CalcMeshPolygonNormal(m, &m->polygons[in.Pick(m->polygonCount)]);
-            else if (k == 2 && !(kGuards.normalsBeforeValidation && Grown(m))) CalcMeshVerticesNormal(m);
+            else if (k == 2) CalcMeshVerticesNormal(m);
             else UpdateMeshPolygonsNormal(m);
             break;
         }
@@ -742,7 +590,7 @@ void OpMaterial(Input &in) {
             (void)GetFaceMaterial(mesh, in.Index(mesh->polygonCount), in.I());
             return;
         }
-        if (!mat || (kGuards.materialOnGrownMesh && Grown(mesh))) return;
+        if (!mat) return;
         const int32_t side = in.I();
         if (which == 2) SetMaterial(mesh, mat, side, in.I());
         else SetFaceMaterial(mesh, in.Index(mesh->polygonCount), mat, in.I(), side);
@@ -756,7 +604,6 @@ void OpMaterial(Input &in) {
             if (in.Bit()) layer &= 3u;
             E3DTexture *t = AnyTexture(in);
             const uint32_t bits = in.Mode();
-            if (kGuards.drawModeBit26 && layer == 3) break;
             SetMaterialTexture(m, layer, t, bits);
             break;
         }
@@ -780,7 +627,6 @@ void OpMaterial(Input &in) {
         case 13: SetMaterialAlphaMode(m, in.Mode()); break;
         case 14: {
             uint32_t mode = in.Mode();
-            if (kGuards.drawModeBit26) mode &= ~0x4000000u;
             SetMaterialRenderMode(m, mode);
             break;
         }
@@ -830,7 +676,6 @@ void OpScene(Input &in) {
         case 2: {
             E3DMesh *m = Any(in, L.mesh);
             if (!m || !Validated(m)) break;
-            if (kGuards.assignAfterLostList && !s->sortBuffer && s->meshes.count > 0) break;
             AssignMeshToScene(s, m, in.U8());
             break;
         }
@@ -916,7 +761,6 @@ void OpTree(Input &in) {
     if (IsAncestorOrSelf(child, parent)) return;
     if (IsMesh(child) && !Validated(reinterpret_cast<E3DMesh *>(child))) return;
     if (IsMesh(parent) && !Validated(reinterpret_cast<E3DMesh *>(parent))) return;
-    if (kGuards.meshUnderNonMesh && IsMesh(child) && !IsMesh(parent)) return;
     AttachChildToNode(parent, child);
 }
 

@@ -17,17 +17,7 @@ namespace {
 using e3dtest::kBackground;
 using Stage = e3dtest::Stage;
 
-E3DMesh *Quad(float x, uint32_t colour) {
-    E3DMesh *m = CreateMesh(4, 2, colour);
-    SetMeshVertex(m, 0, x - 1, 1, 10);
-    SetMeshVertex(m, 1, x + 1, 1, 10);
-    SetMeshVertex(m, 2, x + 1, -1, 10);
-    SetMeshVertex(m, 3, x - 1, -1, 10);
-    SetMeshQuadPolygon(m, 0, 0, 1, 2, 3, 0, 0);
-    m = ValidateMesh(m);
-    SetMeshShadeMode(&m->node, 1);
-    return m;
-}
+E3DMesh *Quad(float x, uint32_t colour) { return e3dtest::MakeQuadAt(x, colour); }
 
 }  // namespace
 

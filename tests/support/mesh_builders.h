@@ -34,6 +34,20 @@ inline E3DMesh *MakeStrip(int n) {
     return ValidateMesh(m);
 }
 
+// A flat-shaded 2 x 2 square of two triangles centred at (x, 0, 10), facing
+// a camera at the origin that looks along +z; validated.
+inline E3DMesh *MakeQuadAt(float x, uint32_t colour) {
+    E3DMesh *m = CreateMesh(4, 2, colour);
+    SetMeshVertex(m, 0, x - 1, 1, 10);
+    SetMeshVertex(m, 1, x + 1, 1, 10);
+    SetMeshVertex(m, 2, x + 1, -1, 10);
+    SetMeshVertex(m, 3, x - 1, -1, 10);
+    SetMeshQuadPolygon(m, 0, 0, 1, 2, 3, 0, 0);
+    m = ValidateMesh(m);
+    SetMeshShadeMode(&m->node, 1);
+    return m;
+}
+
 // A camera at (x, y, z) looking at (tx, ty, tz), fov 60, near 10.
 inline E3DCamera *MakeCamera(float x = 0, float y = 0, float z = -10, float tx = 0, float ty = 0, float tz = 0) {
     const float p[3] = {x, y, z}, t[3] = {tx, ty, tz};
