@@ -51,6 +51,14 @@ extern "C" E3D_API int32_t AttachChildToNode(E3DNode *parent, E3DNode *child) {
     const int32_t count = parent->childCount + 1;
     auto **grown = static_cast<E3DNode **>(AllocateMemory(uint32_t(count) * sizeof(E3DNode *)));
     if (!grown) return 1;  // Guard: the child stays unattached
+    MeshAttachPlan *plan = nullptr;
+    if (MeshUnderMesh(parent, child)) {
+        plan = PrepareMeshAttach(parent, child);
+        if (!plan) {  // Guard: as above; every tree and scene stays as it was
+            FreeMemory(grown);
+            return 1;
+        }
+    }
     if (parent->children) {
         std::memcpy(grown, parent->children, size_t(count - 1) * sizeof(E3DNode *));
         FreeMemory(parent->children);
@@ -59,7 +67,7 @@ extern "C" E3D_API int32_t AttachChildToNode(E3DNode *parent, E3DNode *child) {
     parent->children = grown;
     parent->childCount = int16_t(count);
     child->parent = parent;
-    if (MeshUnderMesh(parent, child)) MeshAttachedUnderMesh(parent, child);
+    if (plan) MeshAttachedUnderMesh(parent, child, plan);
     return 1;
 }
 

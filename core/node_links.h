@@ -10,8 +10,15 @@
 
 namespace e3d {
 
-// `child`, a mesh, has just been hung under `parent`, a mesh.
-void MeshAttachedUnderMesh(E3DNode *parent, E3DNode *child);
+// The polygon lists a mesh joining a mesh tree needs (the scenes holding
+// either tree, or the root's own list), had before anything changes: when
+// one cannot be had nothing is taken and the result is null.
+struct MeshAttachPlan;
+MeshAttachPlan *PrepareMeshAttach(E3DNode *parent, E3DNode *child);
+
+// `child`, a mesh, has just been hung under `parent`, a mesh; installs and
+// frees the plan.
+void MeshAttachedUnderMesh(E3DNode *parent, E3DNode *child, MeshAttachPlan *plan);
 
 // `child`, a mesh, has just been taken from under `parent`, a mesh.
 void MeshDetachedFromMesh(E3DNode *parent, E3DNode *child);

@@ -118,11 +118,17 @@ E3DSortEntry *SortEntriesOf(uint32_t *buffer, uint32_t n) {
     return reinterpret_cast<E3DSortEntry *>(reinterpret_cast<char *>(buffer) + SortIndexBytes(n));
 }
 
+uint32_t *NewSortBuffer(int32_t count) {
+    const uint64_t bytes = SortBufferBytes(count > 0 ? uint32_t(count) : 0);
+    return bytes <= 0xFFFFFFFFull ? static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes))) : nullptr;
+}
+
 void ReplaceSortBuffer(E3DMesh *mesh, int32_t count) {
+    if (uint32_t *buffer = NewSortBuffer(count)) InstallSortBuffer(mesh, buffer, count);
+}
+
+void InstallSortBuffer(E3DMesh *mesh, uint32_t *buffer, int32_t count) {
     const uint32_t n = count > 0 ? uint32_t(count) : 0;
-    const uint64_t bytes = SortBufferBytes(n);
-    auto *buffer = bytes <= 0xFFFFFFFFull ? static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes))) : nullptr;
-    if (!buffer) return;
     if (mesh->sortBuffer) FreeMemory(mesh->sortBuffer);
     mesh->sortBuffer = buffer;
     // A null sortEntries is what marks a mesh still being grown; a grown

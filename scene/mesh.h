@@ -23,6 +23,10 @@ static_assert(SortBufferBytes(1) == 20 && SortBufferBytes(1000) == 20000);
 // Gives the mesh a fresh sort buffer for `count` polygons, reset to the
 // identity order. Guard: when it cannot be allocated the old buffer stays.
 void ReplaceSortBuffer(E3DMesh *mesh, int32_t count);
+// The two halves of ReplaceSortBuffer: a buffer for `count` polygons (null
+// when it cannot be had), and installing one in place of the old.
+uint32_t *NewSortBuffer(int32_t count);
+void InstallSortBuffer(E3DMesh *mesh, uint32_t *buffer, int32_t count);
 void FreeSortBuffer(E3DMesh *mesh);
 
 // The release step: frees the mesh unless it is bound to a host object.

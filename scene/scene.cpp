@@ -20,20 +20,8 @@ void DefaultSceneCallback(E3DScene *) {}
 
 bool Holds(const E3DList &list, const void *object) { return GetListElementIndex(&list, object) >= 0; }
 
-// A polygon list for n entries, reset to the identity order, or null.
-uint32_t *NewSceneBuffer(uint32_t n) {
-    const uint64_t bytes = e3d::SortBufferBytes(n);
-    auto *buffer = bytes <= 0xFFFFFFFFull ? static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes ? bytes : 4))) : nullptr;
-    if (buffer) ResetRadixSort(n, buffer);
-    return buffer;
-}
-
-void InstallSceneBuffer(E3DScene *scene, uint32_t *buffer, uint32_t n) {
-    if (scene->sortBuffer) FreeMemory(scene->sortBuffer);
-    scene->sortBuffer = buffer;
-    scene->sortEntries = buffer ? e3d::SortEntriesOf(buffer, n) : nullptr;
-    scene->sortCapacity = buffer ? int32_t(n) : 0;
-}
+using e3d::InstallSceneBuffer;
+using e3d::NewSceneBuffer;
 
 uint32_t TotalOf(const E3DScene *scene) { return scene->polygonTotal > 0 ? uint32_t(scene->polygonTotal) : 0; }
 
@@ -104,6 +92,20 @@ int32_t RemoveCameraKeepingActive(E3DScene *scene, E3DCamera *camera) {
 }  // namespace
 
 namespace e3d {
+
+uint32_t *NewSceneBuffer(uint32_t n) {
+    const uint64_t bytes = SortBufferBytes(n);
+    auto *buffer = bytes <= 0xFFFFFFFFull ? static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes ? bytes : 4))) : nullptr;
+    if (buffer) ResetRadixSort(n, buffer);
+    return buffer;
+}
+
+void InstallSceneBuffer(E3DScene *scene, uint32_t *buffer, uint32_t n) {
+    if (scene->sortBuffer) FreeMemory(scene->sortBuffer);
+    scene->sortBuffer = buffer;
+    scene->sortEntries = buffer ? SortEntriesOf(buffer, n) : nullptr;
+    scene->sortCapacity = buffer ? int32_t(n) : 0;
+}
 
 void RemoveMeshFromAllScenes(E3DMesh *mesh, int32_t flags) { RemoveMeshFromScene(nullptr, mesh, flags); }
 

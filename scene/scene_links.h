@@ -11,6 +11,11 @@
 namespace e3d {
 
 // RemoveMeshFromScene with a null scene: every scene of the chain.
+// A polygon list for n entries, reset to the identity order, or null.
+uint32_t *NewSceneBuffer(uint32_t n);
+// Frees the scene's list and installs `buffer` (null: none) for n entries.
+void InstallSceneBuffer(E3DScene *scene, uint32_t *buffer, uint32_t n);
+
 void RemoveMeshFromAllScenes(E3DMesh *mesh, int32_t flags);
 
 // For every scene holding `root`: polygon total += delta, sort buffer sized

@@ -441,10 +441,21 @@ TEST(AllocationSweep, AssignsAndAttachesLeaveObjectsUnchanged) {
 // A mesh joining a tree in a scene: the scene's polygon list must grow, or
 // the attach must be undone.
 TEST(AllocationSweep, AttachingAMeshKeepsTheScenesList) {
-    GTEST_SKIP() << "known defect: a scene keeps no polygon list after regrowing it fails";
     RunCases({{"AttachChildToNode mesh", [](World &w, const std::function<void()> &arm) {
                    E3DMesh *m = ActivateMesh(CubeCreate(2, nullptr, 1));
                    SetMeshModelPosition(m, 0, 12, 0);
+                   arm();
+                   AttachChildToNode(&w.child->node, &m->node);
+                   return Outcome{m->node.parent == nullptr, {}, [&w, m] {
+                                      DetachChildFromNode(&w.child->node, &m->node);
+                                      DeleteMesh(m);
+                                  }};
+               }},
+              // The child leaves the scene it was a root of, in the same step.
+              {"AttachChildToNode scene root", [](World &w, const std::function<void()> &arm) {
+                   E3DMesh *m = ActivateMesh(CubeCreate(2, nullptr, 1));
+                   SetMeshModelPosition(m, 0, -12, 0);
+                   AssignMeshToScene(w.stage.scene, m, 0);
                    arm();
                    AttachChildToNode(&w.child->node, &m->node);
                    return Outcome{m->node.parent == nullptr, {}, [&w, m] {
