@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "engine3d.h"
 
@@ -21,9 +22,17 @@ struct LiveLinks {
 
 constexpr size_t AlignedTo(size_t n, size_t a) { return (n + a - 1) / a * a; }
 
-// Bytes of the block that holds a material or a viewport and its links.
+// Bytes of the block that holds a material or a viewport and its links; a
+// viewport's block also remembers the frame buffer the engine allocated for
+// it, so that only that buffer is ever freed with it.
 constexpr size_t kMaterialBlockBytes = AlignedTo(sizeof(E3DMaterial), alignof(LiveLinks)) + sizeof(LiveLinks);
-constexpr size_t kViewportBlockBytes = AlignedTo(sizeof(E3DViewport), alignof(LiveLinks)) + sizeof(LiveLinks);
+constexpr size_t kViewportBlockBytes =
+    AlignedTo(sizeof(E3DViewport), alignof(LiveLinks)) + sizeof(LiveLinks) + sizeof(uint16_t *);
+
+inline uint16_t *&OwnedFrameOf(E3DViewport *v) {
+    char *behind = reinterpret_cast<char *>(v) + AlignedTo(sizeof(E3DViewport), alignof(LiveLinks)) + sizeof(LiveLinks);
+    return *reinterpret_cast<uint16_t **>(behind);
+}
 
 void LinkLive(LiveKind kind, void *record);
 void UnlinkLive(LiveKind kind, void *record);

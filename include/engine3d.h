@@ -1058,7 +1058,9 @@ E3D_API E3DMesh *BillboardCreate(float size, const float *scale, uint32_t colour
 E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_t w, int32_t h, int32_t depth, int32_t own);
 /* Frees the depth buffer, the frame buffer when owned, and the record.
  * Guard: when it is the fillers' current viewport, they draw nothing until
- * the next draw sets one; scenes and meshes naming it lose it. */
+ * the next draw sets one; scenes and meshes naming it lose it; only a frame
+ * buffer CreateViewport allocated is freed (bit 0x40 ORed in by
+ * SetViewportType does not free a caller's surface). */
 E3D_API void DeleteViewport(E3DViewport *viewport);
 /* state 1: allocates and clears a depth buffer (returns 1, or 0 on failure);
  * anything else frees it and returns 0. Guard: a row of the depth buffer is

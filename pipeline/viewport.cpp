@@ -51,12 +51,14 @@ extern "C" E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_
     auto *v = static_cast<E3DViewport *>(AllocateMemory(uint32_t(e3d::kViewportBlockBytes)));
     if (!v) return nullptr;
     std::memset(v, 0, sizeof *v);
+    e3d::OwnedFrameOf(v) = nullptr;
     if (own == 1) {
         v->frameBuffer = static_cast<uint16_t *>(AllocateMemory(uint32_t(w) * uint32_t(h) * 8));
         if (!v->frameBuffer) {
             FreeMemory(v);
             return nullptr;
         }
+        e3d::OwnedFrameOf(v) = v->frameBuffer;
         // The own buffer is twice the requested size each way, while the
         // scissor and pitch describe the requested size.
         v->width = float(2 * w);
@@ -99,7 +101,10 @@ extern "C" E3D_API void DeleteViewport(E3DViewport *v) {
     });
     e3d::UnlinkLive(e3d::kLiveViewport, v);
     if (v->depthBuffer) FreeMemory(v->depthBuffer);
-    if ((v->flags & kFlagOwnsFrame) && v->frameBuffer) FreeMemory(v->frameBuffer);
+    // Bit 6 says the viewport owns its frame; the buffer freed is the one the
+    // engine allocated, so a bit ORed in by SetViewportType never frees a
+    // caller's surface.
+    if ((v->flags & kFlagOwnsFrame) && e3d::OwnedFrameOf(v)) FreeMemory(e3d::OwnedFrameOf(v));
     FreeMemory(v);
 }
 

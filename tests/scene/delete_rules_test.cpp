@@ -271,3 +271,18 @@ TEST(DeleteRules, AMeshFreedThroughACameraOfItsTreeLeavesEveryScene) {
     }
     leaks.Check();
 }
+
+TEST(DeleteRules, ACallersSurfaceIsNeverFreedWithItsViewport) {
+    e3dtest::LeakCheck leaks;
+    {
+        std::vector<uint16_t> pixels(16 * 8, kBackground);
+        E3DTexture surface{};
+        surface.pixels = pixels.data();
+        surface.pitch = 2 * 16;
+        E3DViewport *v = CreateViewport(&surface, 16, 8, 1, 0);
+        SetViewportType(v, 0x80000041u);  // the ownership bit travels with the type value
+        EXPECT_EQ(v->flags & 0x40u, 0x40u);
+        DeleteViewport(v);  // frees the depth buffer and the record only
+    }
+    leaks.Check();  // a freed surface would count one block less than before
+}
