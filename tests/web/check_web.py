@@ -9,7 +9,8 @@
    the native frame widened to 8-bit RGBA the way the page widens it.
 
 With --bench N the page's timing mode and the native program's run instead
-and their figures (milliseconds per frame, drawing only) are printed.
+and their figures (milliseconds per frame and frames per second, drawing
+only) are printed with the module's size.
 """
 import argparse
 import base64
@@ -258,6 +259,12 @@ def main():
                     print("chromium: " + json.dumps(result))
                 finally:
                     browser.close()
+            if "error" in result:
+                return 1
+            print("showcase frames per second, drawing only (median batch): native %.1f, WebAssembly %.1f "
+                  "(%.2fx the time); module %d bytes" % (json.loads(native)["fps"], result["fps"],
+                                                          result["medianMs"] / json.loads(native)["medianMs"],
+                                                          os.path.getsize(os.path.join(args.site, "engine3d_web.wasm"))))
             return 0
 
         native_path = os.path.join(args.work, "native.raw")
