@@ -74,6 +74,14 @@ inline void FlatSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t x
             _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
             x += int32_t((16u - (reinterpret_cast<uintptr_t>(frame + x) & 15u)) & 15u) / 2;
             if ((reinterpret_cast<uintptr_t>(frame + x) & 15u) == 0) {
+                // Four stores a turn keep the store unit busy on long spans.
+                for (; x + 32 <= to; x += 32) {
+                    __m128i *f = reinterpret_cast<__m128i *>(frame + x);
+                    _mm_store_si128(f, v);
+                    _mm_store_si128(f + 1, v);
+                    _mm_store_si128(f + 2, v);
+                    _mm_store_si128(f + 3, v);
+                }
                 for (; x + 8 <= to; x += 8) _mm_store_si128(reinterpret_cast<__m128i *>(frame + x), v);
             } else {
                 for (; x + 8 <= to; x += 8) _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
@@ -97,12 +105,20 @@ inline void FlatSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t x
                 __m128i *d = reinterpret_cast<__m128i *>(depth + x);
                 const __m128i dA = _mm_loadu_si128(d), dB = _mm_loadu_si128(d + 1);
                 const __m128i passA = _mm_cmpgt_epi32(zA, dA), passB = _mm_cmpgt_epi32(zB, dB);
-                _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(passA, zA), _mm_andnot_si128(passA, dA)));
-                _mm_storeu_si128(d + 1, _mm_or_si128(_mm_and_si128(passB, zB), _mm_andnot_si128(passB, dB)));
                 const __m128i pass = _mm_packs_epi32(passA, passB);
                 __m128i *f = reinterpret_cast<__m128i *>(frame + x);
-                const __m128i old = _mm_loadu_si128(f);
-                _mm_storeu_si128(f, _mm_or_si128(_mm_and_si128(pass, pixel), _mm_andnot_si128(pass, old)));
+                const int passed = _mm_movemask_epi8(pass);
+                if (passed == 0xFFFF) {
+                    // All eight in front: plain stores, the old pixels unread.
+                    _mm_storeu_si128(d, zA);
+                    _mm_storeu_si128(d + 1, zB);
+                    _mm_storeu_si128(f, pixel);
+                } else if (passed != 0) {
+                    _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(passA, zA), _mm_andnot_si128(passA, dA)));
+                    _mm_storeu_si128(d + 1, _mm_or_si128(_mm_and_si128(passB, zB), _mm_andnot_si128(passB, dB)));
+                    const __m128i old = _mm_loadu_si128(f);
+                    _mm_storeu_si128(f, _mm_or_si128(_mm_and_si128(pass, pixel), _mm_andnot_si128(pass, old)));
+                }
                 zA = _mm_add_epi32(zA, dz8);
                 zB = _mm_add_epi32(zB, dz8);
             }
