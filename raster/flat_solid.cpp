@@ -200,6 +200,42 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const 
 
 }  // namespace
 
+void PrepareFlatSorted(const E3DPolygon *p, const E3DVertex *vertices, FlatSortedTriangle &out) {
+    const bool back = (p->flags & 0x80u) != 0;
+    const E3DMaterial *material = back ? p->backMaterial : p->material;
+    const uint32_t k = p->color;
+    uint32_t blend = material->alphaMode & 3u;
+    if (k == kNoColor) {
+        out.pixel = kKeyPixel;
+        blend = kReplace;
+    } else {
+        out.pixel = ColorToPixel(k);
+        if (blend == kOpacity) {
+            const uint32_t level = material->alphaLevel;
+            blend = level == 0 ? kFlatNothing : (level >= 255 ? uint32_t(kReplace) : kFlatGeneral);
+        }
+    }
+    out.blend = blend;
+    const int order[3] = {back ? 0 : 2, 1, back ? 2 : 0};
+    for (int i = 0; i < 3; ++i) {
+        const E3DVertex &v = vertices[p->vertex[order[i]]];
+        out.x[i] = ToFixed28_4(v.screenX);
+        out.y[i] = ToFixed28_4(v.screenY);
+    }
+}
+
+void DrawFlatSorted(const FlatSortedTriangle &triangle, const RasterTarget &target) {
+    SetUpCorner<0> corner[3];
+    for (int i = 0; i < 3; ++i) {
+        corner[i].x = triangle.x[i];
+        corner[i].y = triangle.y[i];
+    }
+    TriangleSetUp<0> s;
+    if (!SetUpTriangle(s, corner[0], corner[1], corner[2])) return;
+    g_flat.pixel = triangle.pixel;
+    kSortedScans[triangle.blend & 3u](s, target);
+}
+
 void FlatSolidFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarget &target, bool depthPass) {
     if (!target.frame || (depthPass && !target.depth)) return;
     if (depthPass) Fill<1>(polygon, vertices, target, kDepthScans);
