@@ -124,12 +124,15 @@ inline void FlatSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t x
             }
             z += uint32_t(x - from) * dz;
         }
+        // Short spans of small triangles pass or fail at random: selects
+        // instead of a branch the predictor keeps missing.
         const uint16_t s = uint16_t(g_flat.pixel);
         for (; x < to; ++x, z += dz) {
-            if (int32_t(z) > depth[x]) {
-                frame[x] = s;
-                depth[x] = int32_t(z);
-            }
+            const int32_t old = depth[x];
+            const bool pass = int32_t(z) > old;
+            const uint16_t oldPixel = frame[x];
+            depth[x] = pass ? int32_t(z) : old;
+            frame[x] = pass ? s : oldPixel;
         }
     }
 }
