@@ -20,13 +20,14 @@ void FreeScratch() {
     if (g_radix.scratch) FreeMemory(g_radix.scratch);
     g_radix.scratch = nullptr;
     g_radix.scratchCapacity = 0;
+    g_radix.records = nullptr;
+    g_radix.recordBytes = 0;
 }
 
 // The scratch array only grows; its old contents are not kept.
 bool GrowScratch(uint32_t n) {
     if (n <= g_radix.scratchCapacity) return true;
-    if (g_radix.scratch) FreeMemory(g_radix.scratch);
-    g_radix.scratchCapacity = 0;
+    FreeScratch();
     // Guard: a count whose byte size does not fit the allocator's size type
     // cannot be allocated; report failure instead of wrapping around.
     if (n > 0x3FFFFFFFu) {
@@ -162,13 +163,26 @@ void SortKeys(uint32_t n, Keys key, uint32_t *indices) {
 
 }  // namespace
 
-void SortPolygonList(uint32_t n, const E3DSortEntry *entries, uint32_t *index) {
-    if (n == 0) return;
-    if (!GrowScratch(n)) {
-        // Guard: without scratch space draw in list order rather than not at all.
-        for (uint32_t i = 0; i < n; ++i) index[i] = i;
-        return;
-    }
+namespace {
+
+// Scratch for n indices and, after it, recordBytes of records, in one block.
+bool GrowScratchAndRecords(uint32_t n, uint32_t recordBytes) {
+    if (n <= g_radix.scratchCapacity && recordBytes <= g_radix.recordBytes) return true;
+    FreeScratch();
+    const uint64_t scratchBytes = (uint64_t(n) * sizeof(uint32_t) + 31) & ~uint64_t(31);
+    const uint64_t total = scratchBytes + 32 + recordBytes;
+    if (n > 0x3FFFFFFFu || total > 0xFFFFFFFFu) return false;
+    auto *block = static_cast<unsigned char *>(AllocateMemory(uint32_t(total)));
+    if (!block) return false;
+    g_radix.scratch = reinterpret_cast<uint32_t *>(block);
+    g_radix.scratchCapacity = n;
+    const uintptr_t records = (reinterpret_cast<uintptr_t>(block) + uintptr_t(scratchBytes) + 31) & ~uintptr_t(31);
+    g_radix.records = reinterpret_cast<void *>(records);
+    g_radix.recordBytes = recordBytes;
+    return true;
+}
+
+void SortEntries(uint32_t n, const E3DSortEntry *entries, uint32_t *index) {
     std::memset(g_radix.histograms, 0, sizeof g_radix.histograms);
     for (uint32_t i = 0; i < n; ++i) {
         const uint32_t k = std::bit_cast<uint32_t>(entries[i].key);
@@ -179,6 +193,29 @@ void SortPolygonList(uint32_t n, const E3DSortEntry *entries, uint32_t *index) {
         index[i] = i;
     }
     RunPasses<KeyOrder::Float>(n, EntryKeys{entries}, index);
+}
+
+// Guard: without scratch space draw in list order rather than not at all.
+void ListOrder(uint32_t n, uint32_t *index) {
+    for (uint32_t i = 0; i < n; ++i) index[i] = i;
+}
+
+}  // namespace
+
+void SortPolygonList(uint32_t n, const E3DSortEntry *entries, uint32_t *index) {
+    if (n == 0) return;
+    if (!GrowScratch(n)) return ListOrder(n, index);
+    SortEntries(n, entries, index);
+}
+
+void *SortPolygonListWithRecords(uint32_t n, const E3DSortEntry *entries, uint32_t *index, uint32_t recordBytes) {
+    if (n == 0) return nullptr;
+    if (!GrowScratchAndRecords(n, recordBytes)) {
+        ListOrder(n, index);
+        return nullptr;
+    }
+    SortEntries(n, entries, index);
+    return g_radix.records;
 }
 
 }  // namespace e3d

@@ -206,29 +206,40 @@ struct RasterTarget {
 // [xLeft, xRight) is the span as the edges give it, [xFrom, xTo) the part
 // inside the target. Rows and columns outside the target are never handed
 // over, so a filler called with corners off the buffer stays inside it.
+// The scanlines between one short edge and the long edge; false once they
+// pass the bottom of the target. Both edges are stepped in locals, so that
+// they stay in registers instead of going through memory on every scanline.
+template <bool LongOnLeft, int N, class Span>
+inline bool ScanPart(EdgeWalker<N> &longEdge, const EdgeWalker<N> &shortEdge, const RasterTarget &t, Span &span) {
+    EdgeWalker<N> a = longEdge, b = shortEdge;
+    EdgeWalker<N> &left = LongOnLeft ? a : b;
+    EdgeWalker<N> &right = LongOnLeft ? b : a;
+    for (int32_t h = b.height; h > 0; --h) {
+        const int32_t y = left.y;
+        if (y >= t.height) return false;
+        if (y >= 0) {
+            const int32_t xl = left.x, xr = right.x;
+            const int32_t from = xl > 0 ? xl : 0;
+            const int32_t to = xr < t.width ? xr : t.width;
+            if (from < to) {
+                const size_t row = size_t(y) * size_t(t.pitch);
+                span(t.frame + row, t.depth ? t.depth + row : nullptr, y, xl, xr, from, to, left.value);
+            }
+        }
+        left.Advance();
+        right.Advance();
+    }
+    longEdge = a;
+    return true;
+}
+
 template <int N, class Span>
 inline void ScanTriangle(TriangleSetUp<N> &s, const RasterTarget &t, Span &&span) {
-    EdgeWalker<N> *left = s.middleOnRight ? &s.longEdge : &s.topEdge;
-    EdgeWalker<N> *right = s.middleOnRight ? &s.topEdge : &s.longEdge;
-    for (int part = 0; part < 2; ++part) {
-        EdgeWalker<N> &shortEdge = part == 0 ? s.topEdge : s.bottomEdge;
-        if (s.middleOnRight) right = &shortEdge;
-        else left = &shortEdge;
-        for (int32_t h = shortEdge.height; h > 0; --h) {
-            const int32_t y = left->y;
-            if (y >= t.height) return;
-            if (y >= 0) {
-                const int32_t xl = left->x, xr = right->x;
-                const int32_t from = xl > 0 ? xl : 0;
-                const int32_t to = xr < t.width ? xr : t.width;
-                if (from < to) {
-                    const size_t row = size_t(y) * size_t(t.pitch);
-                    span(t.frame + row, t.depth ? t.depth + row : nullptr, y, xl, xr, from, to, left->value);
-                }
-            }
-            left->Advance();
-            right->Advance();
-        }
+    EdgeWalker<N> longEdge = s.longEdge;
+    if (s.middleOnRight) {
+        if (ScanPart<true>(longEdge, s.topEdge, t, span)) ScanPart<true>(longEdge, s.bottomEdge, t, span);
+    } else {
+        if (ScanPart<false>(longEdge, s.topEdge, t, span)) ScanPart<false>(longEdge, s.bottomEdge, t, span);
     }
 }
 

@@ -74,6 +74,14 @@ inline void FlatSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t x
             _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
             x += int32_t((16u - (reinterpret_cast<uintptr_t>(frame + x) & 15u)) & 15u) / 2;
             if ((reinterpret_cast<uintptr_t>(frame + x) & 15u) == 0) {
+                // Four stores a turn keep the store unit busy on long spans.
+                for (; x + 32 <= to; x += 32) {
+                    __m128i *f = reinterpret_cast<__m128i *>(frame + x);
+                    _mm_store_si128(f, v);
+                    _mm_store_si128(f + 1, v);
+                    _mm_store_si128(f + 2, v);
+                    _mm_store_si128(f + 3, v);
+                }
                 for (; x + 8 <= to; x += 8) _mm_store_si128(reinterpret_cast<__m128i *>(frame + x), v);
             } else {
                 for (; x + 8 <= to; x += 8) _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
@@ -97,23 +105,34 @@ inline void FlatSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t x
                 __m128i *d = reinterpret_cast<__m128i *>(depth + x);
                 const __m128i dA = _mm_loadu_si128(d), dB = _mm_loadu_si128(d + 1);
                 const __m128i passA = _mm_cmpgt_epi32(zA, dA), passB = _mm_cmpgt_epi32(zB, dB);
-                _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(passA, zA), _mm_andnot_si128(passA, dA)));
-                _mm_storeu_si128(d + 1, _mm_or_si128(_mm_and_si128(passB, zB), _mm_andnot_si128(passB, dB)));
                 const __m128i pass = _mm_packs_epi32(passA, passB);
                 __m128i *f = reinterpret_cast<__m128i *>(frame + x);
-                const __m128i old = _mm_loadu_si128(f);
-                _mm_storeu_si128(f, _mm_or_si128(_mm_and_si128(pass, pixel), _mm_andnot_si128(pass, old)));
+                const int passed = _mm_movemask_epi8(pass);
+                if (passed == 0xFFFF) {
+                    // All eight in front: plain stores, the old pixels unread.
+                    _mm_storeu_si128(d, zA);
+                    _mm_storeu_si128(d + 1, zB);
+                    _mm_storeu_si128(f, pixel);
+                } else if (passed != 0) {
+                    _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(passA, zA), _mm_andnot_si128(passA, dA)));
+                    _mm_storeu_si128(d + 1, _mm_or_si128(_mm_and_si128(passB, zB), _mm_andnot_si128(passB, dB)));
+                    const __m128i old = _mm_loadu_si128(f);
+                    _mm_storeu_si128(f, _mm_or_si128(_mm_and_si128(pass, pixel), _mm_andnot_si128(pass, old)));
+                }
                 zA = _mm_add_epi32(zA, dz8);
                 zB = _mm_add_epi32(zB, dz8);
             }
             z += uint32_t(x - from) * dz;
         }
+        // Short spans of small triangles pass or fail at random: selects
+        // instead of a branch the predictor keeps missing.
         const uint16_t s = uint16_t(g_flat.pixel);
         for (; x < to; ++x, z += dz) {
-            if (int32_t(z) > depth[x]) {
-                frame[x] = s;
-                depth[x] = int32_t(z);
-            }
+            const int32_t old = depth[x];
+            const bool pass = int32_t(z) > old;
+            const uint16_t oldPixel = frame[x];
+            depth[x] = pass ? int32_t(z) : old;
+            frame[x] = pass ? s : oldPixel;
         }
     }
 }
@@ -183,6 +202,42 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const 
 }
 
 }  // namespace
+
+void PrepareFlatSorted(const E3DPolygon *p, const E3DVertex *vertices, FlatSortedTriangle &out) {
+    const bool back = (p->flags & 0x80u) != 0;
+    const E3DMaterial *material = back ? p->backMaterial : p->material;
+    const uint32_t k = p->color;
+    uint32_t blend = material->alphaMode & 3u;
+    if (k == kNoColor) {
+        out.pixel = kKeyPixel;
+        blend = kReplace;
+    } else {
+        out.pixel = ColorToPixel(k);
+        if (blend == kOpacity) {
+            const uint32_t level = material->alphaLevel;
+            blend = level == 0 ? kFlatNothing : (level >= 255 ? uint32_t(kReplace) : kFlatGeneral);
+        }
+    }
+    out.blend = blend;
+    const int order[3] = {back ? 0 : 2, 1, back ? 2 : 0};
+    for (int i = 0; i < 3; ++i) {
+        const E3DVertex &v = vertices[p->vertex[order[i]]];
+        out.x[i] = ToFixed28_4(v.screenX);
+        out.y[i] = ToFixed28_4(v.screenY);
+    }
+}
+
+void DrawFlatSorted(const FlatSortedTriangle &triangle, const RasterTarget &target) {
+    SetUpCorner<0> corner[3];
+    for (int i = 0; i < 3; ++i) {
+        corner[i].x = triangle.x[i];
+        corner[i].y = triangle.y[i];
+    }
+    TriangleSetUp<0> s;
+    if (!SetUpTriangle(s, corner[0], corner[1], corner[2])) return;
+    g_flat.pixel = triangle.pixel;
+    kSortedScans[triangle.blend & 3u](s, target);
+}
 
 void FlatSolidFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarget &target, bool depthPass) {
     if (!target.frame || (depthPass && !target.depth)) return;

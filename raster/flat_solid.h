@@ -17,6 +17,24 @@ struct FlatState {
 };
 extern FlatState g_flat;
 
+// A painter's-pass flat triangle reduced to what drawing it needs: corners
+// in 28.4 (in the filler's corner order), the pixel and the blend operator.
+// Built ahead of the draw loop so that it reads one small record per
+// triangle instead of the polygon and its three vertices.
+struct FlatSortedTriangle {
+    Fixed28_4 x[3], y[3];
+    uint32_t pixel;
+    uint32_t blend;  // 0..3 an operator; kFlatNothing; kFlatGeneral
+};
+constexpr uint32_t kFlatNothing = 4;  // draws nothing
+constexpr uint32_t kFlatGeneral = 5;  // needs the filler itself (opacity mix)
+
+// The record of what FlatSolidFill would draw for the polygon on the
+// painter's pass; blend kFlatGeneral where the record cannot say it.
+void PrepareFlatSorted(const E3DPolygon *polygon, const E3DVertex *vertices, FlatSortedTriangle &out);
+// Draws a record with blend 0..3, exactly as FlatSolidFill does.
+void DrawFlatSorted(const FlatSortedTriangle &triangle, const RasterTarget &target);
+
 // A span writer: (frame row, depth row, y, xLeft, xRight, xFrom, xTo, left
 // edge values), as ScanTriangle hands spans over.
 using FlatSpanWriter = void (*)(uint16_t *, int32_t *, int32_t, int32_t, int32_t, int32_t, int32_t, const float *);

@@ -106,6 +106,7 @@ struct GouraudLanes {
     uint32_t step[4];  // fixed-point z, r, g, b steps per pixel
     __m128i offset[4];  // 0, 1, 2, 3 steps
     __m128i stride[4];  // 4 steps
+    __m128i bias[2];    // channel biases in the lanes of left values: sorted (r, g, b, 0), depth (0, r, g, b)
 };
 GouraudLanes g_lanes;
 
@@ -135,11 +136,31 @@ inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_
         constexpr int c0 = Depth ? 1 : 0;
         const GouraudLanes &l = g_lanes;
         const uint32_t skip = uint32_t(from - xLeft);
-        const uint32_t r = uint32_t(ToFixed(left[c0], 65536.0f) + g_state.bias[0]) + skip * l.step[1];
-        const uint32_t g = uint32_t(ToFixed(left[c0 + 1], 65536.0f) + g_state.bias[1]) + skip * l.step[2];
-        const uint32_t b = uint32_t(ToFixed(left[c0 + 2], 65536.0f) + g_state.bias[2]) + skip * l.step[3];
-        uint32_t z = 0;
-        if constexpr (Depth) z = uint32_t(ToFixed(left[0], kDepthScale)) + skip * l.step[0];
+        // The left values converted together: the packed conversion gives
+        // INT32_MIN outside the 32-bit range as RoundToInt32 does.
+        __m128 values, scales;
+        if constexpr (Depth) {
+            values = _mm_loadu_ps(left);
+            scales = _mm_setr_ps(kDepthScale, 65536.0f, 65536.0f, 65536.0f);
+        } else {
+            values = _mm_setr_ps(left[0], left[1], left[2], 0.0f);
+            scales = _mm_setr_ps(65536.0f, 65536.0f, 65536.0f, 0.0f);
+        }
+        __m128i at = _mm_add_epi32(_mm_cvtps_epi32(_mm_mul_ps(values, scales)), l.bias[Depth ? 1 : 0]);
+        if (skip != 0) {
+            const __m128i z4 = _mm_set1_epi32(int32_t(skip * l.step[0]));
+            const __m128i r4 = _mm_set1_epi32(int32_t(skip * l.step[1]));
+            const __m128i g4 = _mm_set1_epi32(int32_t(skip * l.step[2]));
+            const __m128i b4 = _mm_set1_epi32(int32_t(skip * l.step[3]));
+            at = _mm_add_epi32(at, Depth ? _mm_unpacklo_epi64(_mm_unpacklo_epi32(z4, r4), _mm_unpacklo_epi32(g4, b4))
+                                         : _mm_unpacklo_epi64(_mm_unpacklo_epi32(r4, g4), _mm_unpacklo_epi32(b4, z4)));
+        }
+        const __m128i rAt = _mm_shuffle_epi32(at, c0 * 0x55), gAt = _mm_shuffle_epi32(at, (c0 + 1) * 0x55);
+        const __m128i bAt = _mm_shuffle_epi32(at, (c0 + 2) * 0x55);
+        const __m128i zAt = _mm_shuffle_epi32(at, Depth ? 0 : 0xFF);
+        const uint32_t r = uint32_t(_mm_cvtsi128_si32(rAt)), g = uint32_t(_mm_cvtsi128_si32(gAt));
+        const uint32_t b = uint32_t(_mm_cvtsi128_si32(bAt));
+        const uint32_t z = Depth ? uint32_t(_mm_cvtsi128_si32(zAt)) : 0u;
         if (to - from < 4) {
             GouraudPixels<Op, Depth>(frame, depth, y, xRight, from, to, r, g, b, z, l.step[1], l.step[2], l.step[3],
                                      l.step[0]);
@@ -150,41 +171,56 @@ inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_
             _mm_load_si128(reinterpret_cast<const __m128i *>(kThresholds.lane[y & 3][firstColumn]));
         const __m128i zero = _mm_setzero_si128(), max8 = _mm_set1_epi16(255), band = _mm_set1_epi16(248);
         const __m128i low3 = _mm_set1_epi16(7);
-        __m128i rv = _mm_add_epi32(_mm_set1_epi32(int32_t(r)), l.offset[1]);
-        __m128i gv = _mm_add_epi32(_mm_set1_epi32(int32_t(g)), l.offset[2]);
-        __m128i bv = _mm_add_epi32(_mm_set1_epi32(int32_t(b)), l.offset[3]);
-        __m128i zv = _mm_add_epi32(_mm_set1_epi32(int32_t(z)), l.offset[0]);
-        auto dither = [&](__m128i v) {
-            v = _mm_min_epi16(_mm_max_epi16(v, zero), max8);
-            const __m128i carry = _mm_and_si128(_mm_cmpgt_epi16(_mm_and_si128(v, low3), threshold),
-                                                _mm_cmplt_epi16(v, band));
-            return _mm_sub_epi16(_mm_srli_epi16(v, 3), carry);
-        };
-        int32_t x = from;
-        for (; x + 4 <= to; x += 4) {
-            const __m128i rg = dither(_mm_packs_epi32(_mm_srai_epi32(rv, 16), _mm_srai_epi32(gv, 16)));
-            const __m128i bb = dither(_mm_packs_epi32(_mm_srai_epi32(bv, 16), _mm_srai_epi32(bv, 16)));
+        __m128i rv = _mm_add_epi32(rAt, l.offset[1]);
+        __m128i gv = _mm_add_epi32(gAt, l.offset[2]);
+        __m128i bv = _mm_add_epi32(bAt, l.offset[3]);
+        __m128i zv = _mm_add_epi32(zAt, l.offset[0]);
+        // Four pixels from lanes already at x, with the dither thresholds of
+        // x's column.
+        auto quad = [&](int32_t x, __m128i rq, __m128i gq, __m128i bq, [[maybe_unused]] __m128i zq,
+                        __m128i thresholds) {
+            auto dither = [&](__m128i v) {
+                v = _mm_min_epi16(_mm_max_epi16(v, zero), max8);
+                const __m128i carry = _mm_and_si128(_mm_cmpgt_epi16(_mm_and_si128(v, low3), thresholds),
+                                                    _mm_cmplt_epi16(v, band));
+                return _mm_sub_epi16(_mm_srli_epi16(v, 3), carry);
+            };
+            const __m128i rg = dither(_mm_packs_epi32(_mm_srai_epi32(rq, 16), _mm_srai_epi32(gq, 16)));
+            const __m128i bb = dither(_mm_packs_epi32(_mm_srai_epi32(bq, 16), _mm_srai_epi32(bq, 16)));
             __m128i pixels = _mm_or_si128(_mm_slli_epi16(rg, 10), _mm_slli_epi16(_mm_srli_si128(rg, 8), 5));
             pixels = _mm_or_si128(pixels, bb);
             __m128i *f = reinterpret_cast<__m128i *>(frame + x);
             if constexpr (Depth) {
                 __m128i *d = reinterpret_cast<__m128i *>(depth + x);
                 const __m128i old = _mm_loadu_si128(d);
-                const __m128i pass = _mm_cmpgt_epi32(zv, old);
-                _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(pass, zv), _mm_andnot_si128(pass, old)));
+                const __m128i pass = _mm_cmpgt_epi32(zq, old);
+                _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(pass, zq), _mm_andnot_si128(pass, old)));
                 const __m128i pass16 = _mm_packs_epi32(pass, pass);
                 pixels = _mm_or_si128(_mm_and_si128(pass16, pixels), _mm_andnot_si128(pass16, _mm_loadl_epi64(f)));
-                zv = _mm_add_epi32(zv, l.stride[0]);
             }
             _mm_storel_epi64(f, pixels);
+        };
+        int32_t x = from;
+        for (; x + 4 <= to; x += 4) {
+            quad(x, rv, gv, bv, zv, threshold);
             rv = _mm_add_epi32(rv, l.stride[1]);
             gv = _mm_add_epi32(gv, l.stride[2]);
             bv = _mm_add_epi32(bv, l.stride[3]);
+            if constexpr (Depth) zv = _mm_add_epi32(zv, l.stride[0]);
         }
-        // The last pixels through the reference loop, from where the lanes are.
-        GouraudPixels<Op, Depth>(frame, depth, y, xRight, x, to, uint32_t(_mm_cvtsi128_si32(rv)),
-                                 uint32_t(_mm_cvtsi128_si32(gv)), uint32_t(_mm_cvtsi128_si32(bv)),
-                                 uint32_t(_mm_cvtsi128_si32(zv)), l.step[1], l.step[2], l.step[3], l.step[0]);
+        if (x < to) {
+            // The last pixels as the four ending at `to`. Those of them already
+            // drawn come out the same again: the depth they left fails their
+            // own depth, and without depth the same pixel is written twice.
+            const uint32_t k = uint32_t(to - 4 - from);
+            const __m128i last = _mm_load_si128(
+                reinterpret_cast<const __m128i *>(kThresholds.lane[y & 3][(firstColumn + k) & 3u]));
+            const __m128i rq = _mm_add_epi32(_mm_set1_epi32(int32_t(r + k * l.step[1])), l.offset[1]);
+            const __m128i gq = _mm_add_epi32(_mm_set1_epi32(int32_t(g + k * l.step[2])), l.offset[2]);
+            const __m128i bq = _mm_add_epi32(_mm_set1_epi32(int32_t(b + k * l.step[3])), l.offset[3]);
+            const __m128i zq = _mm_add_epi32(_mm_set1_epi32(int32_t(z + k * l.step[0])), l.offset[0]);
+            quad(to - 4, rq, gq, bq, zq, last);
+        }
     }
 }
 
@@ -277,6 +313,9 @@ void PrepareGouraudSpans() {
         g_lanes.offset[i] = _mm_set_epi32(int32_t(3 * d), int32_t(2 * d), int32_t(d), 0);
         g_lanes.stride[i] = _mm_set1_epi32(int32_t(4 * d));
     }
+    const Fixed16_16 *b = g_state.bias;
+    g_lanes.bias[0] = _mm_setr_epi32(b[0], b[1], b[2], 0);
+    g_lanes.bias[1] = _mm_setr_epi32(0, b[0], b[1], b[2]);
 }
 
 GouraudSpanWriter GouraudSpanWriterFor(uint32_t blend, bool depthPass, bool reference) {

@@ -45,8 +45,8 @@ extern GouraudState g_state;
 using GouraudSpanWriter = void (*)(uint16_t *, int32_t *, int32_t, int32_t, int32_t, int32_t, int32_t,
                                    const float *);
 
-// Per-triangle constants of the SIMD writers from g_state.ddx; due after
-// every change of it, before the writers run.
+// Per-triangle constants of the SIMD writers from g_state.ddx and bias; due
+// after every change of them, before the writers run.
 void PrepareGouraudSpans();
 
 // The writer of a blend type and pass: the scalar reference, or the form the

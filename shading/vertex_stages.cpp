@@ -67,7 +67,8 @@ inline float Project(E3DVertex &v) {
 // Projects a vertex the first time a polygon of this staging uses it; the
 // depth added to a key is the projector's (clamped) result the first time
 // and the stored true depth afterwards.
-template <bool Keyed>
+// Plain: the mesh's projector is known to be the plain one, called inline.
+template <bool Keyed, bool Plain = false>
 inline int Reject(E3DMesh *mesh, const int32_t (&corner)[3], E3DSortEntry *entry) {
     float key = 0.0f;
     uint32_t codes = ~0u;
@@ -77,7 +78,7 @@ inline int Reject(E3DMesh *mesh, const int32_t (&corner)[3], E3DSortEntry *entry
         uint32_t &word = mesh->vertexFlags[index >> 5];
         const uint32_t bit = 1u << (index & 31);
         if (!(word & bit)) {
-            const float depth = g_projection.project(v);
+            const float depth = Plain ? Project<false>(v) : g_projection.project(v);
             word |= bit;
             if constexpr (Keyed) key += depth;
         } else if constexpr (Keyed) {
@@ -163,6 +164,7 @@ uint32_t Stage(E3DMesh *mesh) {
     }
     const uint32_t state = mesh->state;
     const bool hasLights = mesh->lights != nullptr && mesh->lights[0] != nullptr;
+    const bool plain = g_projection.project == ProjectVertexPlain;
     uint32_t emitted = 0;
     E3DPolygon *polygons = mesh->polygons;
     for (int32_t i = 0; i < mesh->polygonCount; ++i) {
@@ -216,14 +218,15 @@ uint32_t Stage(E3DMesh *mesh) {
             entry = g_lists.front;
             if constexpr (Kind == kSkinned) {
                 if (SkinnedReject(mesh, p->vertex, entry)) continue;
-            } else if (Reject<true>(mesh, p->vertex, entry)) {
+            } else if (plain ? Reject<true, true>(mesh, p->vertex, entry) : Reject<true>(mesh, p->vertex, entry)) {
                 continue;
             }
         } else {
             entry = g_lists.back;
             if constexpr (Kind == kSkinned) {
                 if (SkinnedReject(mesh, p->vertex, nullptr)) continue;
-            } else if (Reject<false>(mesh, p->vertex, nullptr)) {
+            } else if (plain ? Reject<false, true>(mesh, p->vertex, nullptr)
+                             : Reject<false>(mesh, p->vertex, nullptr)) {
                 continue;
             }
         }
