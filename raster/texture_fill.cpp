@@ -140,8 +140,9 @@ struct FlatLight8 {
 // U, V and d have advanced to there. Same results as the scalar loop below,
 // which stays the reference.
 template <int Lighting, bool Key, bool Depth, bool Masked>
-inline int32_t ReplaceEights(uint16_t *frame, int32_t *depth, int32_t x, int32_t end, uint32_t &U, uint32_t &V,
-                             uint32_t &d, uint32_t dU, uint32_t dV, uint32_t dd) {
+[[gnu::always_inline]] inline int32_t ReplaceEights(uint16_t *frame, int32_t *depth, int32_t x, int32_t end,
+                                                    uint32_t &U, uint32_t &V, uint32_t &d, uint32_t dU, uint32_t dV,
+                                                    uint32_t dd) {
     const TextureState &s = g_tex;
     const uint16_t *texels = s.texels;
     const uint32_t shift = s.shift;
@@ -205,8 +206,8 @@ inline int32_t ReplaceEights(uint16_t *frame, int32_t *depth, int32_t x, int32_t
 
 // Writes `count` pixels from x and advances the cursor past them.
 template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
-inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cursor &cur, uint32_t ditherRow,
-                   int32_t xRight) {
+[[gnu::always_inline]] inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cursor &cur,
+                                          uint32_t ditherRow, int32_t xRight) {
     const TextureState &s = g_tex;
     uint32_t U = cur.U, V = cur.V, d = cur.d;
     const uint32_t dU = cur.dU, dV = cur.dV, dd = cur.dd;
@@ -313,8 +314,9 @@ void Runs(uint16_t *frame, int32_t *depth, int32_t y, const float *left, const f
     }
     Cursor cur = start;
     const uint32_t ditherRow = uint32_t(y & 3);
-    // Writes the run [x, x + count) with its coordinates in cur.
-    auto emit = [&](int32_t x, int32_t count) {
+    // Writes the run [x, x + count) with its coordinates in cur; inlined so
+    // that the run loop makes no calls.
+    auto emit = [&](int32_t x, int32_t count) __attribute__((always_inline)) {
         if constexpr (!Clip) {
             Pixels<Lighting, Key, Depth, Masked, Op, Vector>(frame, depth, x, count, cur, ditherRow, xRight);
         } else {
