@@ -156,12 +156,22 @@ template <int Lighting, bool Key, bool Depth, bool Masked>
         dB = _mm_add_epi32(dA, _mm_set1_epi32(int32_t(4 * dd)));
         d8 = _mm_set1_epi32(int32_t(8 * dd));
     }
+    // The masked form's row offset as a product: one instruction where a
+    // shift by a variable count takes several (shift is at most 30 there).
+    const uint32_t rowStep = Masked ? 1u << shift : 0u;
+    const auto fetch = [&](uint32_t u, uint32_t v) __attribute__((always_inline)) {
+        if constexpr (Masked) {
+            return uint32_t(texels[(uint32_t(int32_t(v) >> 16) & vMask) * rowStep | (uint32_t(int32_t(u) >> 16) & uMask)]);
+        } else {
+            return Texel<false>(texels, u, v, shift, uMask, vMask, last);
+        }
+    };
     const int32_t start = x;
     for (; end - x >= 8; x += 8) {
         __m128i t = _mm_setzero_si128();
-#define E3D_TEXEL(lane)                                                                               \
-    t = _mm_insert_epi16(t, int(Texel<Masked>(texels, U, V, shift, uMask, vMask, last)), lane); \
-    U += dU;                                                                                          \
+#define E3D_TEXEL(lane)                                  \
+    t = _mm_insert_epi16(t, int(fetch(U, V)), lane); \
+    U += dU;                                             \
     V += dV;
         E3D_TEXEL(0) E3D_TEXEL(1) E3D_TEXEL(2) E3D_TEXEL(3) E3D_TEXEL(4) E3D_TEXEL(5) E3D_TEXEL(6) E3D_TEXEL(7)
 #undef E3D_TEXEL
