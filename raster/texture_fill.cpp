@@ -4,12 +4,10 @@
 // picks one per polygon.
 #include "raster/texture_fill.h"
 
+#include <emmintrin.h>
+
 #include <climits>
 #include <cmath>
-
-#if defined(__SSE__) || defined(__x86_64__)
-#include <xmmintrin.h>
-#endif
 
 #include "raster/gouraud_solid.h"
 #include "raster/pixel.h"
@@ -44,6 +42,7 @@ struct TextureState {
     // Flat lighting: the ScaleTable rows of the polygon colour's b5, g5 and
     // r5, each already in its channel's place, side by side.
     uint16_t light[96];
+    uint16_t level[3];  // the same colour's b5, g5 and r5, for eight texels at once
     const uint16_t *sourceWeight;  // ProductTable rows of the opacity operator
     const uint16_t *destWeight;
     Fixed16_16 colorBias[3];  // Gouraud
@@ -57,10 +56,8 @@ TextureState g_tex;
 // coordinates) wraps, which keeps the right power-of-two texel, and
 // non-finite values give 0.
 inline uint32_t RoundWrap32(float x) {
-#if defined(__SSE__) || defined(__x86_64__)
     const int32_t r = _mm_cvtss_si32(_mm_set_ss(x));
     if (r != INT32_MIN) return uint32_t(r);
-#endif
     if (!(std::fabs(x) < 9.0e18f)) return 0;
     return uint32_t(uint64_t(std::llrint(x)));
 }
@@ -100,10 +97,127 @@ struct Cursor {
     uint32_t c[3], dc[3];
 };
 
+// One texel fetch at (U, V) in either addressing form.
+template <bool Masked>
+inline uint32_t Texel(const uint16_t *texels, uint32_t U, uint32_t V, uint32_t shift, uint32_t uMask, uint32_t vMask,
+                      int64_t last) {
+    const int32_t column = int32_t(U) >> 16, row = int32_t(V) >> 16;
+    if constexpr (Masked) {
+        return texels[(uint32_t(row) & vMask) << shift | (uint32_t(column) & uMask)];
+    } else {
+        int64_t i = int64_t(row) * shift + column;
+        // Guard: coordinates the dispatch never produces read the first or
+        // last texel instead of memory outside the texture.
+        i = i < 0 ? 0 : (i > last ? last : i);
+        return texels[i];
+    }
+}
+
+// The flat lighting of eight texels at once: ScaleTable[k][c] is (k c) >> 5,
+// so each channel is one 16-bit product with the polygon colour's level,
+// already shifted to its place. Same values as the three row look-ups.
+struct FlatLight8 {
+    __m128i blue, green, red;  // b5, g5 and r5 << 6 in every lane
+    explicit FlatLight8(const uint16_t *level)
+        : blue(_mm_set1_epi16(int16_t(level[0]))),
+          green(_mm_set1_epi16(int16_t(level[1]))),
+          red(_mm_set1_epi16(int16_t(level[2] << 6))) {}
+    __m128i operator()(__m128i t) const {
+        const __m128i b = _mm_srli_epi16(_mm_mullo_epi16(_mm_and_si128(t, _mm_set1_epi16(0x1F)), blue), 5);
+        const __m128i g = _mm_and_si128(
+            _mm_srli_epi16(_mm_mullo_epi16(_mm_and_si128(t, _mm_set1_epi16(0x3E0)), green), 5),
+            _mm_set1_epi16(0x3E0));
+        const __m128i r = _mm_and_si128(
+            _mm_slli_epi16(_mm_mulhi_epu16(_mm_and_si128(t, _mm_set1_epi16(0x7C00)), red), 5),
+            _mm_set1_epi16(0x7C00));
+        return _mm_or_si128(_mm_or_si128(r, g), b);
+    }
+};
+
+// Replace writers of the unlit and flat families, eight pixels a step from
+// x up to end: texels fetched one by one, then lit, depth-tested, keyed and
+// stored eight at a time. Returns where it stopped (fewer than eight left);
+// U, V and d have advanced to there. Same results as the scalar loop below,
+// which stays the reference.
+template <int Lighting, bool Key, bool Depth, bool Masked>
+[[gnu::always_inline]] inline int32_t ReplaceEights(uint16_t *frame, int32_t *depth, int32_t x, int32_t end,
+                                                    uint32_t &U, uint32_t &V, uint32_t &d, uint32_t dU, uint32_t dV,
+                                                    uint32_t dd) {
+    const TextureState &s = g_tex;
+    const uint16_t *texels = s.texels;
+    const uint32_t shift = s.shift;
+    const uint32_t uMask = g_textureMasks.u, vMask = g_textureMasks.v;
+    const int64_t last = s.lastTexel;
+    const FlatLight8 light(s.level);
+    __m128i dA = _mm_setzero_si128(), dB = dA, d8 = dA;
+    if constexpr (Depth) {
+        dA = _mm_add_epi32(_mm_set1_epi32(int32_t(d)),
+                           _mm_set_epi32(int32_t(3 * dd), int32_t(2 * dd), int32_t(dd), 0));
+        dB = _mm_add_epi32(dA, _mm_set1_epi32(int32_t(4 * dd)));
+        d8 = _mm_set1_epi32(int32_t(8 * dd));
+    }
+    // The masked form's row offset as a product: one instruction where a
+    // shift by a variable count takes several (shift is at most 30 there).
+    const uint32_t rowStep = Masked ? 1u << shift : 0u;
+    const auto fetch = [&](uint32_t u, uint32_t v) __attribute__((always_inline)) {
+        if constexpr (Masked) {
+            return uint32_t(texels[(uint32_t(int32_t(v) >> 16) & vMask) * rowStep | (uint32_t(int32_t(u) >> 16) & uMask)]);
+        } else {
+            return Texel<false>(texels, u, v, shift, uMask, vMask, last);
+        }
+    };
+    const int32_t start = x;
+    for (; end - x >= 8; x += 8) {
+        __m128i t = _mm_setzero_si128();
+#define E3D_TEXEL(lane)                                  \
+    t = _mm_insert_epi16(t, int(fetch(U, V)), lane); \
+    U += dU;                                             \
+    V += dV;
+        E3D_TEXEL(0) E3D_TEXEL(1) E3D_TEXEL(2) E3D_TEXEL(3) E3D_TEXEL(4) E3D_TEXEL(5) E3D_TEXEL(6) E3D_TEXEL(7)
+#undef E3D_TEXEL
+        __m128i lit = t;
+        if constexpr (Lighting == kTextureFlat) lit = light(t);
+        __m128i *f = reinterpret_cast<__m128i *>(frame + x);
+        if constexpr (Depth) {
+            __m128i *z = reinterpret_cast<__m128i *>(depth + x);
+            const __m128i oldA = _mm_loadu_si128(z), oldB = _mm_loadu_si128(z + 1);
+            __m128i passA = _mm_cmpgt_epi32(dA, oldA), passB = _mm_cmpgt_epi32(dB, oldB);
+            if constexpr (Key) {
+                const __m128i drawn = _mm_xor_si128(_mm_cmpeq_epi16(t, _mm_set1_epi16(int16_t(kKeyPixel))),
+                                                    _mm_set1_epi32(-1));
+                passA = _mm_and_si128(passA, _mm_unpacklo_epi16(drawn, drawn));
+                passB = _mm_and_si128(passB, _mm_unpackhi_epi16(drawn, drawn));
+            }
+            const __m128i pass = _mm_packs_epi32(passA, passB);
+            const int all = _mm_movemask_epi8(pass);
+            if (all == 0xFFFF) {
+                _mm_storeu_si128(f, lit);
+                _mm_storeu_si128(z, dA);
+                _mm_storeu_si128(z + 1, dB);
+            } else if (all != 0) {
+                const __m128i old = _mm_loadu_si128(f);
+                _mm_storeu_si128(f, _mm_or_si128(_mm_and_si128(pass, lit), _mm_andnot_si128(pass, old)));
+                _mm_storeu_si128(z, _mm_or_si128(_mm_and_si128(passA, dA), _mm_andnot_si128(passA, oldA)));
+                _mm_storeu_si128(z + 1, _mm_or_si128(_mm_and_si128(passB, dB), _mm_andnot_si128(passB, oldB)));
+            }
+            dA = _mm_add_epi32(dA, d8);
+            dB = _mm_add_epi32(dB, d8);
+        } else if constexpr (Key) {
+            const __m128i key = _mm_cmpeq_epi16(t, _mm_set1_epi16(int16_t(kKeyPixel)));
+            const __m128i old = _mm_loadu_si128(f);
+            _mm_storeu_si128(f, _mm_or_si128(_mm_andnot_si128(key, lit), _mm_and_si128(key, old)));
+        } else {
+            _mm_storeu_si128(f, lit);
+        }
+    }
+    if constexpr (Depth) d += uint32_t(x - start) * dd;
+    return x;
+}
+
 // Writes `count` pixels from x and advances the cursor past them.
-template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
-inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cursor &cur, uint32_t ditherRow,
-                   int32_t xRight) {
+template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
+[[gnu::always_inline]] inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cursor &cur,
+                                          uint32_t ditherRow, int32_t xRight) {
     const TextureState &s = g_tex;
     uint32_t U = cur.U, V = cur.V, d = cur.d;
     const uint32_t dU = cur.dU, dV = cur.dV, dd = cur.dd;
@@ -114,6 +228,9 @@ inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cu
     const uint32_t uMask = g_textureMasks.u, vMask = g_textureMasks.v;
     const int64_t last = s.lastTexel;
     const int32_t end = x + count;
+    if constexpr (Vector && Op == kReplace && Lighting != kTextureGouraud) {
+        x = ReplaceEights<Lighting, Key, Depth, Masked>(frame, depth, x, end, U, V, d, dU, dV, dd);
+    }
     for (; x < end; ++x) {
         bool pass = true;
         if constexpr (Depth) pass = int32_t(d) > depth[x];
@@ -185,7 +302,7 @@ inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cu
 
 // The runs of one scanline [xLeft, xRight). Clip: only [from, to) lies
 // inside the target (direct calls with corners off the buffer).
-template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Clip>
+template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector, bool Clip>
 void Runs(uint16_t *frame, int32_t *depth, int32_t y, const float *left, const float *right, int32_t xLeft,
           int32_t xRight, int32_t from, int32_t to) {
     const TextureState &s = g_tex;
@@ -207,10 +324,11 @@ void Runs(uint16_t *frame, int32_t *depth, int32_t y, const float *left, const f
     }
     Cursor cur = start;
     const uint32_t ditherRow = uint32_t(y & 3);
-    // Writes the run [x, x + count) with its coordinates in cur.
-    auto emit = [&](int32_t x, int32_t count) {
+    // Writes the run [x, x + count) with its coordinates in cur; inlined so
+    // that the run loop makes no calls.
+    auto emit = [&](int32_t x, int32_t count) __attribute__((always_inline)) {
         if constexpr (!Clip) {
-            Pixels<Lighting, Key, Depth, Masked, Op>(frame, depth, x, count, cur, ditherRow, xRight);
+            Pixels<Lighting, Key, Depth, Masked, Op, Vector>(frame, depth, x, count, cur, ditherRow, xRight);
         } else {
             const int32_t begin = x > from ? x : from;
             const int32_t end = x + count < to ? x + count : to;
@@ -221,7 +339,7 @@ void Runs(uint16_t *frame, int32_t *depth, int32_t y, const float *left, const f
             at.V += skip * cur.dV;
             at.d = start.d + offset * start.dd;
             for (int i = 0; i < 3; ++i) at.c[i] = start.c[i] + offset * start.dc[i];
-            Pixels<Lighting, Key, Depth, Masked, Op>(frame, depth, begin, end - begin, at, ditherRow, xRight);
+            Pixels<Lighting, Key, Depth, Masked, Op, Vector>(frame, depth, begin, end - begin, at, ditherRow, xRight);
         }
     };
     float z = left[kZ], u = left[kU], v = left[kV];
@@ -258,16 +376,16 @@ void Runs(uint16_t *frame, int32_t *depth, int32_t y, const float *left, const f
 }
 
 // One scanline [left x, right x); only [from, to) lies inside the target.
-template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
+template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
 void TextureSpan(uint16_t *frame, int32_t *depth, int32_t y, const EdgeWalker<Interpolants(Lighting)> &left,
                  const EdgeWalker<Interpolants(Lighting)> &right, int32_t from, int32_t to) {
     const int32_t xLeft = left.x, xRight = right.x;
     if (xRight - xLeft < 1) return;
     if (from == xLeft && to == xRight) {
-        Runs<Lighting, Key, Depth, Masked, Op, false>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
+        Runs<Lighting, Key, Depth, Masked, Op, Vector, false>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
                                                       to);
     } else {
-        Runs<Lighting, Key, Depth, Masked, Op, true>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
+        Runs<Lighting, Key, Depth, Masked, Op, Vector, true>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
                                                      to);
     }
 }
@@ -276,10 +394,11 @@ template <int Lighting>
 using TextureSpanWriter = void (*)(uint16_t *, int32_t *, int32_t, const EdgeWalker<Interpolants(Lighting)> &,
                                    const EdgeWalker<Interpolants(Lighting)> &, int32_t, int32_t);
 
-template <int Lighting, bool Key, bool Depth, bool Masked>
-constexpr TextureSpanWriter<Lighting> kGroup[4] = {
-    TextureSpan<Lighting, Key, Depth, Masked, kReplace>, TextureSpan<Lighting, Key, Depth, Masked, kAdditive>,
-    TextureSpan<Lighting, Key, Depth, Masked, kOpacity>, TextureSpan<Lighting, Key, Depth, Masked, kSubtractive>};
+template <int Lighting, bool Key, bool Depth, bool Masked, bool Vector>
+constexpr TextureSpanWriter<Lighting> kGroup[4] = {TextureSpan<Lighting, Key, Depth, Masked, kReplace, Vector>,
+                                                   TextureSpan<Lighting, Key, Depth, Masked, kAdditive, Vector>,
+                                                   TextureSpan<Lighting, Key, Depth, Masked, kOpacity, Vector>,
+                                                   TextureSpan<Lighting, Key, Depth, Masked, kSubtractive, Vector>};
 
 // The edge walk of the solid fillers, handing both edges to the writer: the
 // tail of a span takes its end values from the right edge.
@@ -316,7 +435,7 @@ inline Fixed16_16 CoordinateBias(float dqdx, float dzdx, float dqdy, float dzdy,
     return dqdy * zA - qA * dzdy >= 0.0f ? 0x8000 : 0x7FFF;
 }
 
-template <int Lighting, int Map, bool Depth>
+template <int Lighting, int Map, bool Depth, bool Vector>
 void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
     constexpr int N = Interpolants(Lighting);
     constexpr bool Key = Map == kOpacityMap;
@@ -355,15 +474,18 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
     if (masked) {
         g_textureMasks.u = uint32_t(layer.width - 1);
         g_textureMasks.v = uint32_t(layer.height - 1);
-        writer = kGroup<Lighting, Key, Depth, true>[blend];
+        writer = kGroup<Lighting, Key, Depth, true, Vector>[blend];
     } else {
-        writer = kGroup<Lighting, Key, Depth, false>[blend];
+        writer = kGroup<Lighting, Key, Depth, false, Vector>[blend];
     }
     g_tex.texels = texels;
     g_tex.shift = uint32_t(layer.shift);
     g_tex.lastTexel = int64_t(layer.height - 1) * layer.shift + (layer.width - 1);
     if constexpr (Lighting == kTextureFlat) {
         const uint32_t k = p->color;
+        g_tex.level[0] = uint16_t(Blue5(k));
+        g_tex.level[1] = uint16_t(Green5(k));
+        g_tex.level[2] = uint16_t(Red5(k));
         for (uint32_t i = 0; i < 32; ++i) {
             g_tex.light[i] = tables.scale[Blue5(k) * 32 + i];
             g_tex.light[32 + i] = tables.scaleGreen[Green5(k) * 32 + i];
@@ -414,22 +536,25 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
 
 using TextureFiller = void (*)(E3DPolygon *, E3DVertex *, const RasterTarget &);
 
-template <int Lighting, int Map>
-constexpr TextureFiller kPassPair[2] = {Fill<Lighting, Map, false>, Fill<Lighting, Map, true>};
+template <int Lighting, int Map, bool Vector>
+constexpr TextureFiller kPassPair[2] = {Fill<Lighting, Map, false, Vector>, Fill<Lighting, Map, true, Vector>};
 
-template <int Lighting>
-constexpr const TextureFiller *kMaps[3] = {kPassPair<Lighting, kDiffuseMap>, kPassPair<Lighting, kOpacityMap>,
-                                           kPassPair<Lighting, kEnvironmentMap>};
+template <int Lighting, bool Vector>
+constexpr const TextureFiller *kMaps[3] = {kPassPair<Lighting, kDiffuseMap, Vector>,
+                                           kPassPair<Lighting, kOpacityMap, Vector>,
+                                           kPassPair<Lighting, kEnvironmentMap, Vector>};
 
-constexpr const TextureFiller *const *kFills[3] = {kMaps<kTextureUnlit>, kMaps<kTextureFlat>,
-                                                   kMaps<kTextureGouraud>};
+// [scalar reference, vector][lighting][map][pass]
+constexpr const TextureFiller *const *kFills[2][3] = {
+    {kMaps<kTextureUnlit, false>, kMaps<kTextureFlat, false>, kMaps<kTextureGouraud, false>},
+    {kMaps<kTextureUnlit, true>, kMaps<kTextureFlat, true>, kMaps<kTextureGouraud, true>}};
 
 }  // namespace
 
 void TextureFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarget &target, TextureLighting lighting,
-                 TextureMapKind map, bool depthPass) {
+                 TextureMapKind map, bool depthPass, bool reference) {
     if (!target.frame || (depthPass && !target.depth)) return;
-    kFills[lighting][map][depthPass ? 1 : 0](polygon, vertices, target);
+    kFills[reference ? 0 : 1][lighting][map][depthPass ? 1 : 0](polygon, vertices, target);
 }
 
 }  // namespace e3d

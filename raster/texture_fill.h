@@ -23,8 +23,9 @@ struct TextureMasks {
 };
 extern TextureMasks g_textureMasks;
 
-// Draws one textured triangle into the target.
+// Draws one textured triangle into the target. reference: through the
+// scalar span writers only, which the SSE2 replace writers must match.
 void TextureFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarget &target, TextureLighting lighting,
-                 TextureMapKind map, bool depthPass);
+                 TextureMapKind map, bool depthPass, bool reference = false);
 
 }  // namespace e3d

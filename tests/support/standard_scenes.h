@@ -2,7 +2,9 @@
 // golden-frame test and the scene benchmark:
 //   S1 two flat triangles covering the whole screen (unlit, one colour);
 //   S2 a Gouraud sphere of 3,968 triangles, one omni light, back faces culled;
-//   S3 many small flat triangles (about 8 pixels each) at scattered depths.
+//   S3 many small flat triangles (about 8 pixels each) at scattered depths;
+//   S4 a checker-textured floor (256 x 256 texture, tiled) seen at a grazing
+//      angle, lit flat by one directional light, filling the lower half.
 // Each renders a whole frame: clear, DrawScene, finished pixels in the buffer.
 #pragma once
 
@@ -16,7 +18,7 @@
 
 namespace e3dscenes {
 
-enum class SceneKind { FullScreenPair, GouraudSphere, SmallTriangles };
+enum class SceneKind { FullScreenPair, GouraudSphere, SmallTriangles, CheckerFloor };
 
 // A latitude/longitude ball with pole vertices: 2 * segments * (rings - 1)
 // triangles, one smoothing group, Gouraud shaded.
@@ -107,6 +109,36 @@ inline E3DMesh *MakeSmallTriangles(E3DScene *scene, int count, int width, int he
     return m;
 }
 
+// A flat floor one unit below the eye, from 2 to 102 units ahead and 128
+// wide, as a grid of `cells` x `cells` quads facing up. The texture repeats
+// every 8 units (u and v run past 1; the power-of-two texture wraps), so one
+// checker square is half a unit: about 3 pixels across at the far edge.
+inline E3DMesh *MakeCheckerFloor(E3DTexture *checker, int cells) {
+    const int side = cells + 1;
+    E3DMesh *m = CreateMesh(side * side, 2 * cells * cells, 0xFFFFFF);
+    const float x0 = -64.0f, z0 = 2.0f, width = 128.0f, depth = 100.0f, repeat = 8.0f;
+    for (int i = 0; i < side; ++i)
+        for (int j = 0; j < side; ++j)
+            SetMeshVertex(m, i * side + j, x0 + width * float(j) / float(cells), -1.0f,
+                          z0 + depth * float(i) / float(cells));
+    for (int i = 0; i < cells; ++i)
+        for (int j = 0; j < cells; ++j) {
+            const int a = i * side + j, index = 2 * (i * cells + j);
+            const float u0 = width * float(j) / float(cells) / repeat, u1 = width * float(j + 1) / float(cells) / repeat;
+            const float v0 = depth * float(i) / float(cells) / repeat, v1 = depth * float(i + 1) / float(cells) / repeat;
+            SetMeshQuadPolygon(m, index, a, a + side, a + side + 1, a + 1, 0, 0);
+            SetMeshQuadTexCoords(m, index, u0, v0, u0, v1, u1, v1, u1, v0);
+        }
+    m = ValidateMesh(m);
+    E3DMaterial *mat = GetMeshDefaultMaterial(m);
+    SetMaterialColor(mat, 0, 40, 40, 40);
+    SetMaterialColor(mat, 1, 230, 230, 230);
+    SetMaterialTexture(mat, 0, checker, 0);
+    SetMeshShadeMode(&m->node, 3);
+    SetMeshRenderMode(&m->node, E3D_RENDER_TEXTURED);
+    return m;
+}
+
 // One scene in its own engine instance, drawing into a caller-visible buffer.
 struct StandardScene {
     int width, height;
@@ -117,6 +149,7 @@ struct StandardScene {
     E3DScene *scene = nullptr;
     int triangles = 0;  // triangles in the scene
     bool clearFrame = true;
+    E3DTexture *texture = nullptr;  // the scene's own, freed with it
 
     // smallCount: triangles of the S3 scene.
     StandardScene(SceneKind kind, bool depthPass, int w = 640, int h = 480, int smallCount = 100000)
@@ -150,13 +183,26 @@ struct StandardScene {
                 break;
             }
             case SceneKind::SmallTriangles: mesh = MakeSmallTriangles(scene, smallCount, w, h); break;
+            case SceneKind::CheckerFloor: {
+                // 16 x 16 squares of two greys; the eye sits one unit above
+                // the floor, looking level along it.
+                texture = CreateCheckerTexture(256, 256, 16, 0x6739, 0x1CE7);
+                mesh = MakeCheckerFloor(texture, 8);
+                const float down[3] = {0.2f, -1, 0.3f}, at[3] = {0, 50, 0}, white[4] = {1, 1, 1, 0};
+                E3DLight *light = CreateDirectLight(at, down, white, 1.0f, 0);
+                SetLightStatus(light, 1, 0);
+                AssignMeshToScene(scene, mesh, 0);
+                AssignLightToScene(scene, light, 1);
+                break;
+            }
         }
         triangles = mesh->polygonCount;
-        if (kind != SceneKind::GouraudSphere) AssignMeshToScene(scene, mesh, 0);
+        if (kind != SceneKind::GouraudSphere && kind != SceneKind::CheckerFloor) AssignMeshToScene(scene, mesh, 0);
     }
     ~StandardScene() {
         DeleteScene(scene);
         DeleteViewport(viewport);
+        DeleteTexture(texture);
         ReleaseEngine3D();
     }
     StandardScene(const StandardScene &) = delete;
