@@ -71,10 +71,16 @@ TEST(PainterRecords, DrawLikeEveryEntryThroughItsFiller) {
     e3dtest::Stage stage(false);
     E3DMesh *flat = MakeMixedTriangles(stage.scene, 800);
     AssignMeshToScene(stage.scene, flat, 0);
-    E3DMesh *cube = e3dtest::MakeCube(1.5f, false, 0xC06030);
+    E3DMesh *cube = ValidateMesh(e3dtest::MakeCube(1.5f, false, 0xC06030));
+    ASSERT_NE(cube, nullptr);
     SetMeshShadeMode(&cube->node, 7);
     SetMeshModelPosition(cube, 0.5f, 0.2f, 12.0f);
     AssignMeshToScene(stage.scene, cube, 0);
+    // A light, so that the cube is drawn by the Gouraud filler.
+    const float at[3] = {-4, 3, 2}, white[4] = {1, 1, 1, 0};
+    E3DLight *light = CreateOmniLight(at, white, 0.8f, 2, 60, 0);
+    SetLightStatus(light, 1, 1);
+    AssignLightToScene(stage.scene, light, 1);
     DrawScene(stage.scene);
     const std::vector<uint16_t> drawn = stage.pixels;
 
@@ -86,7 +92,7 @@ TEST(PainterRecords, DrawLikeEveryEntryThroughItsFiller) {
     e3d::SortPolygonList(count, scene->sortEntries, order.data());
     std::fill(stage.pixels.begin(), stage.pixels.end(), kBackground);
     e3d::SetRasterContext(stage.viewport, stage.camera);
-    int flatUnclipped = 0, others = 0;
+    int flatUnclipped = 0, others = 0, otherFillers = 0;
     for (int32_t i = int32_t(count) - 1; i >= 0; --i) {
         const E3DSortEntry &e = scene->sortEntries[order[i]];
         const e3d::TriangleFiller filler = e3d::FillerTable[e.mode & 7u][e3d::SortedPassFillerIndex(e.mode)];
@@ -95,10 +101,12 @@ TEST(PainterRecords, DrawLikeEveryEntryThroughItsFiller) {
                              v[e.polygon->vertex[2]].clipCode;
         if (filler == FlatSolidTriangle && any == 0) ++flatUnclipped;
         else ++others;
+        otherFillers += filler != FlatSolidTriangle;
         e3d::DispatchPolygon(&e, filler);
     }
     EXPECT_GT(flatUnclipped, 250);
     EXPECT_GT(others, 200);  // clipped, off-screen and Gouraud entries
+    EXPECT_GE(otherFillers, 2);  // the cube's face toward the eye
     int written = 0;
     for (int i = 0; i < kW * kH; ++i) written += drawn[size_t(i)] != kBackground;
     EXPECT_GT(written, kW * kH / 2);
