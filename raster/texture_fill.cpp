@@ -1,7 +1,8 @@
 // Texture-mapped fillers. Every span writer (three lightings, colour key or
 // not, two passes, two addressing forms, four operators) comes from one
 // template body; each filler owns its groups of four in blend order and
-// picks one per polygon.
+// picks one per polygon. The replace writers draw eight pixels a step with
+// SSE2; the scalar body stays the reference they are tested against.
 #include "raster/texture_fill.h"
 
 #include <emmintrin.h>
