@@ -1,7 +1,8 @@
 // Texture-mapped fillers. Every span writer (three lightings, colour key or
 // not, two passes, two addressing forms, four operators) comes from one
 // template body; each filler owns its groups of four in blend order and
-// picks one per polygon.
+// picks one per polygon. The replace writers draw eight pixels a step with
+// SSE2; the scalar body stays the reference they are tested against.
 #include "raster/texture_fill.h"
 
 #include <emmintrin.h>
@@ -134,21 +135,70 @@ struct FlatLight8 {
     }
 };
 
-// Replace writers of the unlit and flat families, eight pixels a step from
-// x up to end: texels fetched one by one, then lit, depth-tested, keyed and
-// stored eight at a time. Returns where it stopped (fewer than eight left);
-// U, V and d have advanced to there. Same results as the scalar loop below,
+// The Gouraud lighting of eight texels at once: each channel's 16.16 value
+// held to 0..255, dithered in closed form (DitherLevel) with the matrix
+// entries of the eight columns, then multiplied with the texel channel as
+// the ScaleTable rows do. The channel lanes step along with the pixels.
+struct GouraudLight8 {
+    __m128i up;             // 7 - matrix entry of each lane's column
+    __m128i low[3], high[3];  // channel values of lanes 0-3 and 4-7
+    __m128i step8[3];         // eight steps
+
+    GouraudLight8() = default;
+    GouraudLight8(const uint32_t *c, const uint32_t *dc, uint32_t row, uint32_t phase) {
+        alignas(16) uint16_t ups[8];
+        for (uint32_t i = 0; i < 8; ++i) ups[i] = uint16_t(7u - DitherMatrix[row][(phase + i) & 3u]);
+        up = _mm_load_si128(reinterpret_cast<const __m128i *>(ups));
+        for (int i = 0; i < 3; ++i) {
+            low[i] = _mm_add_epi32(_mm_set1_epi32(int32_t(c[i])), _mm_set_epi32(int32_t(3 * dc[i]),
+                                                                              int32_t(2 * dc[i]), int32_t(dc[i]), 0));
+            high[i] = _mm_add_epi32(low[i], _mm_set1_epi32(int32_t(4 * dc[i])));
+            step8[i] = _mm_set1_epi32(int32_t(8 * dc[i]));
+        }
+    }
+    // Dithered 5-bit levels of channel i for the eight lanes; then steps it.
+    [[gnu::always_inline]] __m128i Level(int i) {
+        __m128i v = _mm_packs_epi32(_mm_srai_epi32(low[i], 16), _mm_srai_epi32(high[i], 16));
+        v = _mm_min_epi16(_mm_max_epi16(v, _mm_setzero_si128()), _mm_set1_epi16(255));
+        low[i] = _mm_add_epi32(low[i], step8[i]);
+        high[i] = _mm_add_epi32(high[i], step8[i]);
+        return _mm_min_epi16(_mm_srli_epi16(_mm_add_epi16(v, up), 3), _mm_set1_epi16(31));
+    }
+    [[gnu::always_inline]] __m128i operator()(__m128i t) {
+        const __m128i red = Level(0), green = Level(1), blue = Level(2);
+        const __m128i b = _mm_srli_epi16(_mm_mullo_epi16(_mm_and_si128(t, _mm_set1_epi16(0x1F)), blue), 5);
+        const __m128i g = _mm_and_si128(
+            _mm_srli_epi16(_mm_mullo_epi16(_mm_and_si128(t, _mm_set1_epi16(0x3E0)), green), 5),
+            _mm_set1_epi16(0x3E0));
+        const __m128i r = _mm_and_si128(
+            _mm_slli_epi16(_mm_mulhi_epu16(_mm_and_si128(t, _mm_set1_epi16(0x7C00)), _mm_slli_epi16(red, 6)), 5),
+            _mm_set1_epi16(0x7C00));
+        return _mm_or_si128(_mm_or_si128(r, g), b);
+    }
+};
+
+// Replace writers, eight pixels a step from x up to end: texels fetched one
+// by one, then lit, depth-tested, keyed and stored eight at a time. Returns
+// where it stopped (fewer than eight left); U, V, d and the Gouraud colours
+// c have advanced to there. Same results as the scalar loop below,
 // which stays the reference.
 template <int Lighting, bool Key, bool Depth, bool Masked>
 [[gnu::always_inline]] inline int32_t ReplaceEights(uint16_t *frame, int32_t *depth, int32_t x, int32_t end,
                                                     uint32_t &U, uint32_t &V, uint32_t &d, uint32_t dU, uint32_t dV,
-                                                    uint32_t dd) {
+                                                    uint32_t dd, uint32_t *c, const uint32_t *dc, uint32_t ditherRow,
+                                                    int32_t xRight) {
     const TextureState &s = g_tex;
     const uint16_t *texels = s.texels;
     const uint32_t shift = s.shift;
     const uint32_t uMask = g_textureMasks.u, vMask = g_textureMasks.v;
     const int64_t last = s.lastTexel;
     const FlatLight8 light(s.level);
+    // The dither column of the depth-tested writers is x & 3, that of the
+    // sorted ones (x - xRight) & 3: either way the same for every group.
+    GouraudLight8 shade;
+    if constexpr (Lighting == kTextureGouraud) {
+        shade = GouraudLight8(c, dc, ditherRow, uint32_t(Depth ? x : x - xRight) & 3u);
+    }
     __m128i dA = _mm_setzero_si128(), dB = dA, d8 = dA;
     if constexpr (Depth) {
         dA = _mm_add_epi32(_mm_set1_epi32(int32_t(d)),
@@ -161,7 +211,8 @@ template <int Lighting, bool Key, bool Depth, bool Masked>
     const uint32_t rowStep = Masked ? 1u << shift : 0u;
     const auto fetch = [&](uint32_t u, uint32_t v) __attribute__((always_inline)) {
         if constexpr (Masked) {
-            return uint32_t(texels[(uint32_t(int32_t(v) >> 16) & vMask) * rowStep | (uint32_t(int32_t(u) >> 16) & uMask)]);
+            return uint32_t(
+                texels[(uint32_t(int32_t(v) >> 16) & vMask) * rowStep | (uint32_t(int32_t(u) >> 16) & uMask)]);
         } else {
             return Texel<false>(texels, u, v, shift, uMask, vMask, last);
         }
@@ -177,6 +228,7 @@ template <int Lighting, bool Key, bool Depth, bool Masked>
 #undef E3D_TEXEL
         __m128i lit = t;
         if constexpr (Lighting == kTextureFlat) lit = light(t);
+        if constexpr (Lighting == kTextureGouraud) lit = shade(t);
         __m128i *f = reinterpret_cast<__m128i *>(frame + x);
         if constexpr (Depth) {
             __m128i *z = reinterpret_cast<__m128i *>(depth + x);
@@ -211,6 +263,9 @@ template <int Lighting, bool Key, bool Depth, bool Masked>
         }
     }
     if constexpr (Depth) d += uint32_t(x - start) * dd;
+    if constexpr (Lighting == kTextureGouraud) {
+        for (int i = 0; i < 3; ++i) c[i] += uint32_t(x - start) * dc[i];
+    }
     return x;
 }
 
@@ -228,8 +283,9 @@ template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
     const uint32_t uMask = g_textureMasks.u, vMask = g_textureMasks.v;
     const int64_t last = s.lastTexel;
     const int32_t end = x + count;
-    if constexpr (Vector && Op == kReplace && Lighting != kTextureGouraud) {
-        x = ReplaceEights<Lighting, Key, Depth, Masked>(frame, depth, x, end, U, V, d, dU, dV, dd);
+    if constexpr (Vector && Op == kReplace) {
+        x = ReplaceEights<Lighting, Key, Depth, Masked>(frame, depth, x, end, U, V, d, dU, dV, dd, c, cur.dc,
+                                                        ditherRow, xRight);
     }
     for (; x < end; ++x) {
         bool pass = true;
