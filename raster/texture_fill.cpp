@@ -57,8 +57,12 @@ TextureState g_tex;
 // coordinates) wraps, which keeps the right power-of-two texel, and
 // non-finite values give 0.
 inline uint32_t RoundWrap32(float x) {
+#if defined(__x86_64__) || defined(__i386__)
+    // One instruction for the usual case; where SSE2 is translated rather
+    // than native, the portable lines below give the same bits more cheaply.
     const int32_t r = _mm_cvtss_si32(_mm_set_ss(x));
     if (r != INT32_MIN) return uint32_t(r);
+#endif
     if (!(std::fabs(x) < 9.0e18f)) return 0;
     return uint32_t(uint64_t(std::llrint(x)));
 }
