@@ -1,8 +1,9 @@
-// Texture-mapped fillers. Every span writer (three lightings, colour key or
-// not, two passes, two addressing forms, four operators) comes from one
-// template body; each filler owns its groups of four in blend order and
-// picks one per polygon. The replace writers draw eight pixels a step with
-// SSE2; the scalar body stays the reference they are tested against.
+// Texture-mapped fillers. Every span writer (three lightings, two passes,
+// two addressing forms) comes from one template body, picked per polygon
+// from a table. The replace writers draw eight pixels a step with SSE2, one
+// instance per colour key; one scalar instance serves the other operators
+// and stays the reference the SSE2 writers are tested against. Few
+// instances keep the library small (it also ships as WebAssembly).
 #include "raster/texture_fill.h"
 
 #include <emmintrin.h>
@@ -21,6 +22,10 @@ TextureMasks g_textureMasks = {127, 127};
 namespace {
 
 enum Blend { kReplace = 0, kAdditive = 1, kOpacity = 2, kSubtractive = 3 };
+// The scalar writer that serves every operator and key: it reads both from
+// the per-triangle state, a choice that stays the same along the whole
+// polygon. The SSE2 replace writers keep theirs in the template.
+constexpr int kAnyBlend = 4;
 
 // Runs of 16 pixels, each with one exact division; linear 16.16 in between.
 constexpr int32_t kRunLength = 16;
@@ -43,7 +48,11 @@ struct TextureState {
     // Flat lighting: the ScaleTable rows of the polygon colour's b5, g5 and
     // r5, each already in its channel's place, side by side.
     uint16_t light[96];
-    uint16_t level[3];  // the same colour's b5, g5 and r5, for eight texels at once
+    // The same colour's b5, g5 and r5 << 6 in every lane, for eight texels
+    // at once (FlatLight8).
+    __m128i level8[3];
+    int blend;          // the operator of the scalar writer
+    bool key;           // whether it skips texel 0x8000
     const uint16_t *sourceWeight;  // ProductTable rows of the opacity operator
     const uint16_t *destWeight;
     Fixed16_16 colorBias[3];  // Gouraud
@@ -123,10 +132,7 @@ inline uint32_t Texel(const uint16_t *texels, uint32_t U, uint32_t V, uint32_t s
 // already shifted to its place. Same values as the three row look-ups.
 struct FlatLight8 {
     __m128i blue, green, red;  // b5, g5 and r5 << 6 in every lane
-    explicit FlatLight8(const uint16_t *level)
-        : blue(_mm_set1_epi16(int16_t(level[0]))),
-          green(_mm_set1_epi16(int16_t(level[1]))),
-          red(_mm_set1_epi16(int16_t(level[2] << 6))) {}
+    explicit FlatLight8(const __m128i *level) : blue(level[0]), green(level[1]), red(level[2]) {}
     __m128i operator()(__m128i t) const {
         const __m128i b = _mm_srli_epi16(_mm_mullo_epi16(_mm_and_si128(t, _mm_set1_epi16(0x1F)), blue), 5);
         const __m128i g = _mm_and_si128(
@@ -139,6 +145,20 @@ struct FlatLight8 {
     }
 };
 
+// 7 - matrix entry for eight columns from each phase, per dither row: the
+// lanes' rounding thresholds of GouraudLight8, built once.
+struct DitherUps {
+    alignas(16) uint16_t lanes[4][4][8];
+};
+constexpr DitherUps MakeDitherUps() {
+    DitherUps t{};
+    for (uint32_t row = 0; row < 4; ++row)
+        for (uint32_t phase = 0; phase < 4; ++phase)
+            for (uint32_t i = 0; i < 8; ++i) t.lanes[row][phase][i] = uint16_t(7u - DitherMatrix[row][(phase + i) & 3u]);
+    return t;
+}
+constexpr DitherUps kDitherUps = MakeDitherUps();
+
 // The Gouraud lighting of eight texels at once: each channel's 16.16 value
 // held to 0..255, dithered in closed form (DitherLevel) with the matrix
 // entries of the eight columns, then multiplied with the texel channel as
@@ -150,9 +170,7 @@ struct GouraudLight8 {
 
     GouraudLight8() = default;
     GouraudLight8(const uint32_t *c, const uint32_t *dc, uint32_t row, uint32_t phase) {
-        alignas(16) uint16_t ups[8];
-        for (uint32_t i = 0; i < 8; ++i) ups[i] = uint16_t(7u - DitherMatrix[row][(phase + i) & 3u]);
-        up = _mm_load_si128(reinterpret_cast<const __m128i *>(ups));
+        up = _mm_load_si128(reinterpret_cast<const __m128i *>(kDitherUps.lanes[row][phase]));
         for (int i = 0; i < 3; ++i) {
             low[i] = _mm_add_epi32(_mm_set1_epi32(int32_t(c[i])), _mm_set_epi32(int32_t(3 * dc[i]),
                                                                               int32_t(2 * dc[i]), int32_t(dc[i]), 0));
@@ -196,7 +214,7 @@ template <int Lighting, bool Key, bool Depth, bool Masked>
     const uint32_t shift = s.shift;
     const uint32_t uMask = g_textureMasks.u, vMask = g_textureMasks.v;
     const int64_t last = s.lastTexel;
-    const FlatLight8 light(s.level);
+    const FlatLight8 light(s.level8);
     // The dither column of the depth-tested writers is x & 3, that of the
     // sorted ones (x - xRight) & 3: either way the same for every group.
     GouraudLight8 shade;
@@ -274,7 +292,7 @@ template <int Lighting, bool Key, bool Depth, bool Masked>
 }
 
 // Writes `count` pixels from x and advances the cursor past them.
-template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
+template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
 [[gnu::always_inline]] inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cursor &cur,
                                           uint32_t ditherRow, int32_t xRight) {
     const TextureState &s = g_tex;
@@ -287,7 +305,9 @@ template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
     const uint32_t uMask = g_textureMasks.u, vMask = g_textureMasks.v;
     const int64_t last = s.lastTexel;
     const int32_t end = x + count;
-    if constexpr (Vector && Op == kReplace) {
+    const int op = Op == kAnyBlend ? s.blend : Op;
+    const bool key = Op == kAnyBlend ? s.key : Key;
+    if constexpr (Op == kReplace) {
         x = ReplaceEights<Lighting, Key, Depth, Masked>(frame, depth, x, end, U, V, d, dU, dV, dd, c, cur.dc,
                                                         ditherRow, xRight);
     }
@@ -306,7 +326,7 @@ template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
                 i = i < 0 ? 0 : (i > last ? last : i);
                 t = texels[i];
             }
-            if (!Key || t != kKeyPixel) {
+            if (!key || t != kKeyPixel) {
                 uint32_t lit;
                 if constexpr (Lighting == kTextureUnlit) {
                     lit = t;
@@ -324,12 +344,12 @@ template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
                           g_rasterTables.scaleGreen[ig << 5 | ((t >> 5) & 31u)] |
                           g_rasterTables.scale[ib << 5 | (t & 31u)];
                 }
-                if constexpr (Op == kReplace) {
+                if (op == kReplace) {
                     frame[x] = uint16_t(lit);
                     if constexpr (Depth) depth[x] = int32_t(d);
-                } else if constexpr (Op == kAdditive) {
+                } else if (op == kAdditive) {
                     frame[x] = AddPixels(lit, frame[x]);
-                } else if constexpr (Op == kOpacity) {
+                } else if (op == kOpacity) {
                     const uint32_t f = frame[x];
                     const uint32_t r = (s.destWeight[(f >> 10) & 31u] + s.sourceWeight[(lit >> 10) & 31u]) >> 8;
                     const uint32_t g = (s.destWeight[(f >> 5) & 31u] + s.sourceWeight[(lit >> 5) & 31u]) >> 8;
@@ -360,11 +380,18 @@ template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
     cur.c[2] = c[2];
 }
 
-// The runs of one scanline [xLeft, xRight). Clip: only [from, to) lies
-// inside the target (direct calls with corners off the buffer).
-template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector, bool Clip>
-void Runs(uint16_t *frame, int32_t *depth, int32_t y, const float *left, const float *right, int32_t xLeft,
-          int32_t xRight, int32_t from, int32_t to) {
+// One scanline [left x, right x); only [from, to) lies inside the target
+// (direct calls with corners off the buffer). Runs of 16 pixels, each ending
+// on an exact division, then a tail that ends exactly at the last pixel. One
+// place draws every run, whole or clipped, which keeps each of the many
+// writer instances small: depth and colours restart from the span's start,
+// which is the same 32-bit value the per-pixel steps reach.
+template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
+void TextureSpan(uint16_t *frame, int32_t *depth, int32_t y, const EdgeWalker<Interpolants(Lighting)> &leftEdge,
+                 const EdgeWalker<Interpolants(Lighting)> &rightEdge, int32_t from, int32_t to) {
+    const int32_t xLeft = leftEdge.x, xRight = rightEdge.x;
+    if (xRight - xLeft < 1) return;
+    const float *left = leftEdge.value, *right = rightEdge.value;
     const TextureState &s = g_tex;
     int32_t runs = (xRight - xLeft) >> kRunShift, rest = (xRight - xLeft) & kRunMask;
     if (rest == 0) {  // the last pixels always go through the tail
@@ -382,71 +409,49 @@ void Runs(uint16_t *frame, int32_t *depth, int32_t y, const float *left, const f
             start.dc[i] = To16_16(s.colorDdx[i]);
         }
     }
-    Cursor cur = start;
     const uint32_t ditherRow = uint32_t(y & 3);
-    // Writes the run [x, x + count) with its coordinates in cur; inlined so
-    // that the run loop makes no calls.
-    auto emit = [&](int32_t x, int32_t count) __attribute__((always_inline)) {
-        if constexpr (!Clip) {
-            Pixels<Lighting, Key, Depth, Masked, Op, Vector>(frame, depth, x, count, cur, ditherRow, xRight);
-        } else {
-            const int32_t begin = x > from ? x : from;
-            const int32_t end = x + count < to ? x + count : to;
-            if (begin >= end) return;
-            const uint32_t skip = uint32_t(begin - x), offset = uint32_t(begin - xLeft);
-            Cursor at = cur;
-            at.U += skip * cur.dU;
-            at.V += skip * cur.dV;
-            at.d = start.d + offset * start.dd;
-            for (int i = 0; i < 3; ++i) at.c[i] = start.c[i] + offset * start.dc[i];
-            Pixels<Lighting, Key, Depth, Masked, Op, Vector>(frame, depth, begin, end - begin, at, ditherRow, xRight);
-        }
-    };
     float z = left[kZ], u = left[kU], v = left[kV];
     float r = 1.0f / z;
     float uStart = u * r, vStart = v * r;
-    int32_t x = xLeft;
-    for (int32_t k = 0; k < runs; ++k, x += kRunLength) {
-        if (Clip && x >= to) return;
-        z += s.zRun;
-        u += s.uRun;
-        v += s.vRun;
-        r = 1.0f / z;
-        const float uEnd = u * r, vEnd = v * r;
-        cur.U = To16_16(uStart) + uint32_t(s.biasU);
-        cur.V = To16_16(vStart) + uint32_t(s.biasV);
-        cur.dU = uint32_t(int32_t(To16_16(uEnd - uStart)) >> kRunShift);
-        cur.dV = uint32_t(int32_t(To16_16(vEnd - vStart)) >> kRunShift);
-        emit(x, kRunLength);
+    for (int32_t k = 0, x = xLeft; x < to; ++k, x += kRunLength) {
+        float uEnd, vEnd;
+        Cursor at = start;
+        at.U = To16_16(uStart) + uint32_t(s.biasU);
+        at.V = To16_16(vStart) + uint32_t(s.biasV);
+        int32_t count = kRunLength;
+        if (k < runs) {
+            z += s.zRun;
+            u += s.uRun;
+            v += s.vRun;
+            r = 1.0f / z;
+            uEnd = u * r;
+            vEnd = v * r;
+            at.dU = uint32_t(int32_t(To16_16(uEnd - uStart)) >> kRunShift);
+            at.dV = uint32_t(int32_t(To16_16(vEnd - vStart)) >> kRunShift);
+        } else {
+            r = 1.0f / (right[kZ] - s.dzdx);
+            uEnd = (right[kU] - s.dudx) * r;
+            vEnd = (right[kV] - s.dvdx) * r;
+            at.dU = at.dV = 0;
+            if (rest > 1) {
+                at.dU = uint32_t(int32_t(To16_16(uEnd - uStart)) / (rest - 1));
+                at.dV = uint32_t(int32_t(To16_16(vEnd - vStart)) / (rest - 1));
+            }
+            count = rest;
+        }
+        const int32_t begin = x > from ? x : from;
+        const int32_t end = x + count < to ? x + count : to;
+        if (begin < end) {
+            const uint32_t skip = uint32_t(begin - x), offset = uint32_t(begin - xLeft);
+            at.U += skip * at.dU;
+            at.V += skip * at.dV;
+            at.d = start.d + offset * start.dd;
+            for (int i = 0; i < 3; ++i) at.c[i] = start.c[i] + offset * start.dc[i];
+            Pixels<Lighting, Key, Depth, Masked, Op>(frame, depth, begin, end - begin, at, ditherRow, xRight);
+        }
+        if (k == runs) return;
         uStart = uEnd;
         vStart = vEnd;
-    }
-    if (Clip && x >= to) return;
-    // The tail ends exactly at the last pixel of the span.
-    r = 1.0f / (right[kZ] - s.dzdx);
-    const float uEnd = (right[kU] - s.dudx) * r, vEnd = (right[kV] - s.dvdx) * r;
-    cur.U = To16_16(uStart) + uint32_t(s.biasU);
-    cur.V = To16_16(vStart) + uint32_t(s.biasV);
-    cur.dU = cur.dV = 0;
-    if (rest > 1) {
-        cur.dU = uint32_t(int32_t(To16_16(uEnd - uStart)) / (rest - 1));
-        cur.dV = uint32_t(int32_t(To16_16(vEnd - vStart)) / (rest - 1));
-    }
-    emit(x, rest);
-}
-
-// One scanline [left x, right x); only [from, to) lies inside the target.
-template <int Lighting, bool Key, bool Depth, bool Masked, int Op, bool Vector>
-void TextureSpan(uint16_t *frame, int32_t *depth, int32_t y, const EdgeWalker<Interpolants(Lighting)> &left,
-                 const EdgeWalker<Interpolants(Lighting)> &right, int32_t from, int32_t to) {
-    const int32_t xLeft = left.x, xRight = right.x;
-    if (xRight - xLeft < 1) return;
-    if (from == xLeft && to == xRight) {
-        Runs<Lighting, Key, Depth, Masked, Op, Vector, false>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
-                                                      to);
-    } else {
-        Runs<Lighting, Key, Depth, Masked, Op, Vector, true>(frame, depth, y, left.value, right.value, xLeft, xRight, from,
-                                                     to);
     }
 }
 
@@ -454,11 +459,17 @@ template <int Lighting>
 using TextureSpanWriter = void (*)(uint16_t *, int32_t *, int32_t, const EdgeWalker<Interpolants(Lighting)> &,
                                    const EdgeWalker<Interpolants(Lighting)> &, int32_t, int32_t);
 
-template <int Lighting, bool Key, bool Depth, bool Masked, bool Vector>
-constexpr TextureSpanWriter<Lighting> kGroup[4] = {TextureSpan<Lighting, Key, Depth, Masked, kReplace, Vector>,
-                                                   TextureSpan<Lighting, Key, Depth, Masked, kAdditive, Vector>,
-                                                   TextureSpan<Lighting, Key, Depth, Masked, kOpacity, Vector>,
-                                                   TextureSpan<Lighting, Key, Depth, Masked, kSubtractive, Vector>};
+// [scalar, SSE2 replace, SSE2 replace with colour key]
+template <int Lighting, bool Depth, bool Masked>
+constexpr TextureSpanWriter<Lighting> kWriters[3] = {TextureSpan<Lighting, false, Depth, Masked, kAnyBlend>,
+                                                     TextureSpan<Lighting, false, Depth, Masked, kReplace>,
+                                                     TextureSpan<Lighting, true, Depth, Masked, kReplace>};
+
+// [depth pass][power-of-two form]
+template <int Lighting>
+constexpr const TextureSpanWriter<Lighting> *kWriterGroups[2][2] = {
+    {kWriters<Lighting, false, false>, kWriters<Lighting, false, true>},
+    {kWriters<Lighting, true, false>, kWriters<Lighting, true, true>}};
 
 // The edge walk of the solid fillers, handing both edges to the writer: the
 // tail of a span takes its end values from the right edge.
@@ -495,14 +506,14 @@ inline Fixed16_16 CoordinateBias(float dqdx, float dzdx, float dqdy, float dzdy,
     return dqdy * zA - qA * dzdy >= 0.0f ? 0x8000 : 0x7FFF;
 }
 
-template <int Lighting, int Map, bool Depth, bool Vector>
-void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
+template <int Lighting>
+void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, int map, bool depthPass, bool vector) {
     constexpr int N = Interpolants(Lighting);
-    constexpr bool Key = Map == kOpacityMap;
+    const bool key = map == kOpacityMap;
     const RasterTables &tables = g_rasterTables;
     const bool back = (p->flags & 0x80u) != 0;
     const E3DMaterial *material = back ? p->backMaterial : p->material;
-    const E3DTextureLayer &layer = material->layers[Map];
+    const E3DTextureLayer &layer = material->layers[map];
     const uint16_t *texels = layer.pixels;
     if (layer.mode & 2u) {
         // A bitmap layer: the record's pixels plus its byte offset word.
@@ -530,22 +541,22 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
             g_tex.sourceWeight = tables.product + (255 - weight) * 32;
         }
     }
-    TextureSpanWriter<Lighting> writer;
     if (masked) {
         g_textureMasks.u = uint32_t(layer.width - 1);
         g_textureMasks.v = uint32_t(layer.height - 1);
-        writer = kGroup<Lighting, Key, Depth, true, Vector>[blend];
-    } else {
-        writer = kGroup<Lighting, Key, Depth, false, Vector>[blend];
     }
+    g_tex.blend = int(blend);
+    g_tex.key = key;
+    const int kind = vector && blend == kReplace ? (key ? 2 : 1) : 0;
+    const TextureSpanWriter<Lighting> writer = kWriterGroups<Lighting>[depthPass ? 1 : 0][masked ? 1 : 0][kind];
     g_tex.texels = texels;
     g_tex.shift = uint32_t(layer.shift);
     g_tex.lastTexel = int64_t(layer.height - 1) * layer.shift + (layer.width - 1);
     if constexpr (Lighting == kTextureFlat) {
         const uint32_t k = p->color;
-        g_tex.level[0] = uint16_t(Blue5(k));
-        g_tex.level[1] = uint16_t(Green5(k));
-        g_tex.level[2] = uint16_t(Red5(k));
+        g_tex.level8[0] = _mm_set1_epi16(int16_t(Blue5(k)));
+        g_tex.level8[1] = _mm_set1_epi16(int16_t(Green5(k)));
+        g_tex.level8[2] = _mm_set1_epi16(int16_t(Red5(k) << 6));
         for (uint32_t i = 0; i < 32; ++i) {
             g_tex.light[i] = tables.scale[Blue5(k) * 32 + i];
             g_tex.light[32 + i] = tables.scaleGreen[Green5(k) * 32 + i];
@@ -553,7 +564,7 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
         }
     }
 
-    const int pair = Map == kEnvironmentMap ? 2 : 0;
+    const int pair = map == kEnvironmentMap ? 2 : 0;
     const uint32_t colors[3] = {p->color, p->color1, p->color2};
     // The back side takes the corners in stored order, the front reversed,
     // so both sides keep the same screen winding.
@@ -594,27 +605,16 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target) {
     Scan(s, target, writer);
 }
 
-using TextureFiller = void (*)(E3DPolygon *, E3DVertex *, const RasterTarget &);
+using TextureFiller = void (*)(E3DPolygon *, E3DVertex *, const RasterTarget &, int, bool, bool);
 
-template <int Lighting, int Map, bool Vector>
-constexpr TextureFiller kPassPair[2] = {Fill<Lighting, Map, false, Vector>, Fill<Lighting, Map, true, Vector>};
-
-template <int Lighting, bool Vector>
-constexpr const TextureFiller *kMaps[3] = {kPassPair<Lighting, kDiffuseMap, Vector>,
-                                           kPassPair<Lighting, kOpacityMap, Vector>,
-                                           kPassPair<Lighting, kEnvironmentMap, Vector>};
-
-// [scalar reference, vector][lighting][map][pass]
-constexpr const TextureFiller *const *kFills[2][3] = {
-    {kMaps<kTextureUnlit, false>, kMaps<kTextureFlat, false>, kMaps<kTextureGouraud, false>},
-    {kMaps<kTextureUnlit, true>, kMaps<kTextureFlat, true>, kMaps<kTextureGouraud, true>}};
+constexpr TextureFiller kFills[3] = {Fill<kTextureUnlit>, Fill<kTextureFlat>, Fill<kTextureGouraud>};
 
 }  // namespace
 
 void TextureFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarget &target, TextureLighting lighting,
                  TextureMapKind map, bool depthPass, bool reference) {
     if (!target.frame || (depthPass && !target.depth)) return;
-    kFills[reference ? 0 : 1][lighting][map][depthPass ? 1 : 0](polygon, vertices, target);
+    kFills[lighting](polygon, vertices, target, map, depthPass, !reference);
 }
 
 }  // namespace e3d
