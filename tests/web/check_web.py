@@ -242,6 +242,7 @@ def main():
     ap.add_argument("--chromium", required=True)
     ap.add_argument("--work", required=True, help="scratch directory")
     ap.add_argument("--bench", type=int, default=0, help="time N frames in the page instead of checking")
+    ap.add_argument("--max-module-bytes", type=int, default=0, help="size budget of the module (0: none)")
     args = ap.parse_args()
     here = os.path.dirname(os.path.abspath(__file__))
     os.makedirs(args.work, exist_ok=True)
@@ -277,6 +278,10 @@ def main():
         with open(node_path, "rb") as f:
             node = frames_of(f.read())
         failures = []
+        module_bytes = os.path.getsize(os.path.join(args.site, "engine3d_web.wasm"))
+        print("module: %d bytes" % module_bytes)
+        if args.max_module_bytes and module_bytes > args.max_module_bytes:
+            failures.append("module of %d bytes, over its budget of %d" % (module_bytes, args.max_module_bytes))
         if len(native) != len(node) or len(native) != SESSION.count("f"):
             failures.append("snapshot counts: native %d, node %d" % (len(native), len(node)))
         for k, (a, b) in enumerate(zip(native, node)):
