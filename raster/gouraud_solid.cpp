@@ -140,7 +140,10 @@ inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_
         // INT32_MIN outside the 32-bit range as RoundToInt32 does.
         __m128 values, scales;
         if constexpr (Depth) {
-            values = _mm_loadu_ps(left);
+            // Four scalar loads: the edge walk has just stored the values one
+            // by one, and one wide load of them would wait for the stores.
+            values = _mm_movelh_ps(_mm_unpacklo_ps(_mm_load_ss(left), _mm_load_ss(left + 1)),
+                                   _mm_unpacklo_ps(_mm_load_ss(left + 2), _mm_load_ss(left + 3)));
             scales = _mm_setr_ps(kDepthScale, 65536.0f, 65536.0f, 65536.0f);
         } else {
             values = _mm_setr_ps(left[0], left[1], left[2], 0.0f);
