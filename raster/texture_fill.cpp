@@ -51,6 +51,9 @@ struct TextureState {
     // The same colour's b5, g5 and r5 << 6 in every lane, for eight texels
     // at once (FlatLight8).
     __m128i level8[3];
+    // Depth steps per pixel, and for the eight lanes: 0-3 steps, 4 and 8.
+    uint32_t dd;
+    __m128i ddLanes, dd4, dd8;
     int blend;          // the operator of the scalar writer
     bool key;           // whether it skips texel 0x8000
     const uint16_t *sourceWeight;  // ProductTable rows of the opacity operator
@@ -223,10 +226,9 @@ template <int Lighting, bool Key, bool Depth, bool Masked>
     }
     __m128i dA = _mm_setzero_si128(), dB = dA, d8 = dA;
     if constexpr (Depth) {
-        dA = _mm_add_epi32(_mm_set1_epi32(int32_t(d)),
-                           _mm_set_epi32(int32_t(3 * dd), int32_t(2 * dd), int32_t(dd), 0));
-        dB = _mm_add_epi32(dA, _mm_set1_epi32(int32_t(4 * dd)));
-        d8 = _mm_set1_epi32(int32_t(8 * dd));
+        dA = _mm_add_epi32(_mm_set1_epi32(int32_t(d)), s.ddLanes);
+        dB = _mm_add_epi32(dA, s.dd4);
+        d8 = s.dd8;
     }
     // The masked form's row offset as a product: one instruction where a
     // shift by a variable count takes several (shift is at most 30 there).
@@ -401,7 +403,7 @@ void TextureSpan(uint16_t *frame, int32_t *depth, int32_t y, const EdgeWalker<In
     Cursor start{};
     if constexpr (Depth) {
         start.d = ToDepth(left[kZ]);
-        start.dd = ToDepth(s.dzdx);
+        start.dd = s.dd;
     }
     if constexpr (Lighting == kTextureGouraud) {
         for (int i = 0; i < 3; ++i) {
@@ -588,6 +590,11 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, int ma
     TriangleSetUp<N> s;
     if (!SetUpTriangle(s, corner[0], corner[1], corner[2])) return;
     g_tex.dzdx = s.ddx[kZ];
+    const uint32_t dd = ToDepth(s.ddx[kZ]);
+    g_tex.dd = dd;
+    g_tex.ddLanes = _mm_set_epi32(int32_t(3 * dd), int32_t(2 * dd), int32_t(dd), 0);
+    g_tex.dd4 = _mm_set1_epi32(int32_t(4 * dd));
+    g_tex.dd8 = _mm_set1_epi32(int32_t(8 * dd));
     g_tex.dudx = s.ddx[kU];
     g_tex.dvdx = s.ddx[kV];
     g_tex.zRun = float(kRunLength) * s.ddx[kZ];
