@@ -293,9 +293,9 @@ template <int Lighting, bool Key, bool Depth, bool Masked>
     return x;
 }
 
-// Writes `count` pixels from x and advances the cursor past them.
+// Writes `count` pixels from x, the cursor holding the values at x.
 template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
-[[gnu::always_inline]] inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, Cursor &cur,
+[[gnu::always_inline]] inline void Pixels(uint16_t *frame, int32_t *depth, int32_t x, int32_t count, const Cursor &cur,
                                           uint32_t ditherRow, int32_t xRight) {
     const TextureState &s = g_tex;
     uint32_t U = cur.U, V = cur.V, d = cur.d;
@@ -374,12 +374,6 @@ template <int Lighting, bool Key, bool Depth, bool Masked, int Op>
             c[2] += cur.dc[2];
         }
     }
-    cur.U = U;
-    cur.V = V;
-    cur.d = d;
-    cur.c[0] = c[0];
-    cur.c[1] = c[1];
-    cur.c[2] = c[2];
 }
 
 // One scanline [left x, right x); only [from, to) lies inside the target
