@@ -106,22 +106,14 @@ struct GouraudLanes {
     uint32_t step[4];  // fixed-point z, r, g, b steps per pixel
     __m128i offset[4];  // 0, 1, 2, 3 steps
     __m128i stride[4];  // 4 steps
+    __m128i back[4][4];  // [j][z, r, g, b]: j steps back, in every lane
     __m128i bias[2];    // channel biases in the lanes of left values: sorted (r, g, b, 0), depth (0, r, g, b)
 };
 GouraudLanes g_lanes;
 
-// Dither thresholds of four neighbouring columns from a first column, per
-// matrix row, repeated for the two channel halves of a vector.
-struct alignas(16) ThresholdTable {
-    int16_t lane[4][4][8];
-};
-constexpr ThresholdTable kThresholds = [] {
-    ThresholdTable t{};
-    for (int row = 0; row < 4; ++row)
-        for (int first = 0; first < 4; ++first)
-            for (int k = 0; k < 8; ++k) t.lane[row][first][k] = DitherMatrix[row][(first + k) & 3];
-    return t;
-}();
+// Lanes of the quad ending at a span's end that lie inside a span j pixels
+// shorter than the quad.
+alignas(16) constexpr int32_t kLastLanes[4][4] = {{-1, -1, -1, -1}, {0, -1, -1, -1}, {0, 0, -1, -1}, {0, 0, 0, -1}};
 
 // The replace writers with SSE2, four pixels at a time: channels clamped
 // and dithered in 16-bit lanes, four depths per compare. Same results as
@@ -161,68 +153,72 @@ inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_
         const __m128i rAt = _mm_shuffle_epi32(at, c0 * 0x55), gAt = _mm_shuffle_epi32(at, (c0 + 1) * 0x55);
         const __m128i bAt = _mm_shuffle_epi32(at, (c0 + 2) * 0x55);
         const __m128i zAt = _mm_shuffle_epi32(at, Depth ? 0 : 0xFF);
-        const uint32_t r = uint32_t(_mm_cvtsi128_si32(rAt)), g = uint32_t(_mm_cvtsi128_si32(gAt));
-        const uint32_t b = uint32_t(_mm_cvtsi128_si32(bAt));
-        const uint32_t z = Depth ? uint32_t(_mm_cvtsi128_si32(zAt)) : 0u;
-        if (to - from < 4) {
-            GouraudPixels<Op, Depth>(frame, depth, y, xRight, from, to, r, g, b, z, l.step[1], l.step[2], l.step[3],
-                                     l.step[0]);
+        if (to < 4 || to <= from) {
+            // A span at the left edge shorter than a quad (no quad fits in
+            // the row), or none: pixel by pixel.
+            GouraudPixels<Op, Depth>(frame, depth, y, xRight, from, to, uint32_t(_mm_cvtsi128_si32(rAt)),
+                                     uint32_t(_mm_cvtsi128_si32(gAt)), uint32_t(_mm_cvtsi128_si32(bAt)),
+                                     uint32_t(_mm_cvtsi128_si32(zAt)), l.step[1], l.step[2], l.step[3], l.step[0]);
             return;
         }
-        const uint32_t firstColumn = Depth ? uint32_t(from) & 3u : uint32_t(from - xRight) & 3u;
-        const __m128i threshold =
-            _mm_load_si128(reinterpret_cast<const __m128i *>(kThresholds.lane[y & 3][firstColumn]));
-        const __m128i zero = _mm_setzero_si128(), max8 = _mm_set1_epi16(255), band = _mm_set1_epi16(248);
-        const __m128i low3 = _mm_set1_epi16(7);
+        const auto &upRow = kDitherUps.lanes[y & 3];
+        auto upsAt = [&](int32_t x) {
+            const uint32_t column = Depth ? uint32_t(x) & 3u : uint32_t(x - xRight) & 3u;
+            return _mm_load_si128(reinterpret_cast<const __m128i *>(upRow[column]));
+        };
         __m128i rv = _mm_add_epi32(rAt, l.offset[1]);
         __m128i gv = _mm_add_epi32(gAt, l.offset[2]);
         __m128i bv = _mm_add_epi32(bAt, l.offset[3]);
         __m128i zv = _mm_add_epi32(zAt, l.offset[0]);
-        // Four pixels from lanes already at x, with the dither thresholds of
-        // x's column.
-        auto quad = [&](int32_t x, __m128i rq, __m128i gq, __m128i bq, [[maybe_unused]] __m128i zq,
-                        __m128i thresholds) {
-            auto dither = [&](__m128i v) {
-                v = _mm_min_epi16(_mm_max_epi16(v, zero), max8);
-                const __m128i carry = _mm_and_si128(_mm_cmpgt_epi16(_mm_and_si128(v, low3), thresholds),
-                                                    _mm_cmplt_epi16(v, band));
-                return _mm_sub_epi16(_mm_srli_epi16(v, 3), carry);
-            };
-            const __m128i rg = dither(_mm_packs_epi32(_mm_srai_epi32(rq, 16), _mm_srai_epi32(gq, 16)));
-            const __m128i bb = dither(_mm_packs_epi32(_mm_srai_epi32(bq, 16), _mm_srai_epi32(bq, 16)));
+        // Four pixels from lanes already at x; with Masked, only the lanes
+        // `keep` selects are written.
+        auto quad = [&]<bool Masked>(int32_t x, __m128i rq, __m128i gq, __m128i bq, [[maybe_unused]] __m128i zq,
+                                     [[maybe_unused]] __m128i keep) {
+            const __m128i up = upsAt(x);
+            const __m128i rg = DitherLevels8(_mm_packs_epi32(_mm_srai_epi32(rq, 16), _mm_srai_epi32(gq, 16)), up);
+            const __m128i bb = DitherLevels8(_mm_packs_epi32(_mm_srai_epi32(bq, 16), _mm_srai_epi32(bq, 16)), up);
             __m128i pixels = _mm_or_si128(_mm_slli_epi16(rg, 10), _mm_slli_epi16(_mm_srli_si128(rg, 8), 5));
             pixels = _mm_or_si128(pixels, bb);
             __m128i *f = reinterpret_cast<__m128i *>(frame + x);
             if constexpr (Depth) {
                 __m128i *d = reinterpret_cast<__m128i *>(depth + x);
                 const __m128i old = _mm_loadu_si128(d);
-                const __m128i pass = _mm_cmpgt_epi32(zq, old);
+                __m128i pass = _mm_cmpgt_epi32(zq, old);
+                if constexpr (Masked) pass = _mm_and_si128(pass, keep);
                 _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(pass, zq), _mm_andnot_si128(pass, old)));
                 const __m128i pass16 = _mm_packs_epi32(pass, pass);
                 pixels = _mm_or_si128(_mm_and_si128(pass16, pixels), _mm_andnot_si128(pass16, _mm_loadl_epi64(f)));
+            } else if constexpr (Masked) {
+                const __m128i keep16 = _mm_packs_epi32(keep, keep);
+                pixels = _mm_or_si128(_mm_and_si128(keep16, pixels), _mm_andnot_si128(keep16, _mm_loadl_epi64(f)));
             }
             _mm_storel_epi64(f, pixels);
         };
+        const __m128i none = _mm_setzero_si128();
+        if (to - from < 4) {
+            // The quad ending at `to`, its lanes before `from` left alone.
+            const int32_t j = 4 - (to - from);
+            quad.template operator()<true>(to - 4, _mm_add_epi32(rv, l.back[j][1]), _mm_add_epi32(gv, l.back[j][2]),
+                                           _mm_add_epi32(bv, l.back[j][3]), _mm_add_epi32(zv, l.back[j][0]),
+                                           _mm_load_si128(reinterpret_cast<const __m128i *>(kLastLanes[j])));
+            return;
+        }
         int32_t x = from;
         for (; x + 4 <= to; x += 4) {
-            quad(x, rv, gv, bv, zv, threshold);
+            quad.template operator()<false>(x, rv, gv, bv, zv, none);
             rv = _mm_add_epi32(rv, l.stride[1]);
             gv = _mm_add_epi32(gv, l.stride[2]);
             bv = _mm_add_epi32(bv, l.stride[3]);
             if constexpr (Depth) zv = _mm_add_epi32(zv, l.stride[0]);
         }
         if (x < to) {
-            // The last pixels as the four ending at `to`. Those of them already
-            // drawn come out the same again: the depth they left fails their
-            // own depth, and without depth the same pixel is written twice.
-            const uint32_t k = uint32_t(to - 4 - from);
-            const __m128i last = _mm_load_si128(
-                reinterpret_cast<const __m128i *>(kThresholds.lane[y & 3][(firstColumn + k) & 3u]));
-            const __m128i rq = _mm_add_epi32(_mm_set1_epi32(int32_t(r + k * l.step[1])), l.offset[1]);
-            const __m128i gq = _mm_add_epi32(_mm_set1_epi32(int32_t(g + k * l.step[2])), l.offset[2]);
-            const __m128i bq = _mm_add_epi32(_mm_set1_epi32(int32_t(b + k * l.step[3])), l.offset[3]);
-            const __m128i zq = _mm_add_epi32(_mm_set1_epi32(int32_t(z + k * l.step[0])), l.offset[0]);
-            quad(to - 4, rq, gq, bq, zq, last);
+            // The last pixels as the four ending at `to`, stepped back from
+            // x. Those of them already drawn come out the same again: the
+            // depth they left fails their own depth, and without depth the
+            // same pixel is written twice.
+            const int32_t j = x - (to - 4);
+            quad.template operator()<false>(to - 4, _mm_add_epi32(rv, l.back[j][1]), _mm_add_epi32(gv, l.back[j][2]),
+                                            _mm_add_epi32(bv, l.back[j][3]), _mm_add_epi32(zv, l.back[j][0]), none);
         }
     }
 }
@@ -315,6 +311,7 @@ void PrepareGouraudSpans() {
         g_lanes.step[i] = d;
         g_lanes.offset[i] = _mm_set_epi32(int32_t(3 * d), int32_t(2 * d), int32_t(d), 0);
         g_lanes.stride[i] = _mm_set1_epi32(int32_t(4 * d));
+        for (uint32_t j = 0; j < 4; ++j) g_lanes.back[j][i] = _mm_set1_epi32(-int32_t(j * d));
     }
     const Fixed16_16 *b = g_state.bias;
     g_lanes.bias[0] = _mm_setr_epi32(b[0], b[1], b[2], 0);

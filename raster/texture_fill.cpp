@@ -98,14 +98,6 @@ inline uint32_t Channel8(uint32_t value) {
     return v < 0 ? 0u : (v > 255 ? 255u : uint32_t(v));
 }
 
-// The ordered dither in closed form: a band of 8 rounds up when its low
-// bits exceed the matrix entry m (up = 7 - m), and the top band stays at 31.
-// The same level as DitherHigh[v] plus the DitherLow carry, without tables.
-inline uint32_t DitherLevel(uint32_t v, uint32_t up) {
-    const uint32_t level = (v + up) >> 3;
-    return level < 31 ? level : 31;
-}
-
 // What steps per pixel: texel coordinates (restarted every run), depth and
 // Gouraud colours (linear across the whole span).
 struct Cursor {
@@ -148,20 +140,6 @@ struct FlatLight8 {
     }
 };
 
-// 7 - matrix entry for eight columns from each phase, per dither row: the
-// lanes' rounding thresholds of GouraudLight8, built once.
-struct DitherUps {
-    alignas(16) uint16_t lanes[4][4][8];
-};
-constexpr DitherUps MakeDitherUps() {
-    DitherUps t{};
-    for (uint32_t row = 0; row < 4; ++row)
-        for (uint32_t phase = 0; phase < 4; ++phase)
-            for (uint32_t i = 0; i < 8; ++i) t.lanes[row][phase][i] = uint16_t(7u - DitherMatrix[row][(phase + i) & 3u]);
-    return t;
-}
-constexpr DitherUps kDitherUps = MakeDitherUps();
-
 // The Gouraud lighting of eight texels at once: each channel's 16.16 value
 // held to 0..255, dithered in closed form (DitherLevel) with the matrix
 // entries of the eight columns, then multiplied with the texel channel as
@@ -183,11 +161,10 @@ struct GouraudLight8 {
     }
     // Dithered 5-bit levels of channel i for the eight lanes; then steps it.
     [[gnu::always_inline]] __m128i Level(int i) {
-        __m128i v = _mm_packs_epi32(_mm_srai_epi32(low[i], 16), _mm_srai_epi32(high[i], 16));
-        v = _mm_min_epi16(_mm_max_epi16(v, _mm_setzero_si128()), _mm_set1_epi16(255));
+        const __m128i v = _mm_packs_epi32(_mm_srai_epi32(low[i], 16), _mm_srai_epi32(high[i], 16));
         low[i] = _mm_add_epi32(low[i], step8[i]);
         high[i] = _mm_add_epi32(high[i], step8[i]);
-        return _mm_min_epi16(_mm_srli_epi16(_mm_add_epi16(v, up), 3), _mm_set1_epi16(31));
+        return DitherLevels8(v, up);
     }
     [[gnu::always_inline]] __m128i operator()(__m128i t) {
         const __m128i red = Level(0), green = Level(1), blue = Level(2);

@@ -68,7 +68,7 @@ TEST(SpanWriters, FlatWritersMatchTheReferenceOnRandomSpans) {
                 const Rows before = a;
                 reference(a.frame.data(), a.depth.data(), 3, xLeft, to + 1, from, to, &left);
                 fast(b.frame.data(), b.depth.data(), 3, xLeft, to + 1, from, to, &left);
-                ASSERT_EQ(a.frame, b.frame) << "blend " << blend << " depth " << depthPass << " trial " << trial;
+                ASSERT_EQ(a.frame, b.frame) << "blend " << blend << " depth " << depthPass << " trial " << trial << " span " << from << ".." << to;
                 ASSERT_EQ(a.depth, b.depth) << "blend " << blend << " depth " << depthPass << " trial " << trial;
                 changed += a.frame != before.frame;
                 ++compared;
@@ -101,8 +101,11 @@ TEST(SpanWriters, GouraudWritersMatchTheReferenceOnRandomSpans) {
                 for (int c = 0; c < 3; ++c) g_state.bias[c] = rng() % 2 ? 0x8000 : 0x7FFF;
                 g_state.weight = int32_t(rng() % 256);
                 PrepareGouraudSpans();
-                const int32_t from = kGuard + int32_t(rng() % 16);
-                const int32_t to = from + int32_t(rng() % 49);
+                // Spans of every length from every column of the row's
+                // start on; the row begins at kGuard, so a change before the
+                // row shows in the guard pixels.
+                const int32_t from = int32_t(rng() % 16);
+                const int32_t to = from + int32_t(trial % 3 == 0 ? rng() % 5 : rng() % 49);
                 const int32_t xLeft = from - int32_t(rng() % 4);
                 const int32_t xRight = to + int32_t(rng() % 4);
                 const int32_t y = int32_t(rng() % 8);
@@ -113,9 +116,9 @@ TEST(SpanWriters, GouraudWritersMatchTheReferenceOnRandomSpans) {
                 RandomRows(rng, a, z, trial % 2 ? 1000 : 100000000);
                 Rows b = a;
                 const Rows before = a;
-                reference(a.frame.data(), a.depth.data(), y, xLeft, xRight, from, to, l);
-                fast(b.frame.data(), b.depth.data(), y, xLeft, xRight, from, to, l);
-                ASSERT_EQ(a.frame, b.frame) << "blend " << blend << " depth " << depthPass << " trial " << trial;
+                reference(a.frame.data() + kGuard, a.depth.data() + kGuard, y, xLeft, xRight, from, to, l);
+                fast(b.frame.data() + kGuard, b.depth.data() + kGuard, y, xLeft, xRight, from, to, l);
+                ASSERT_EQ(a.frame, b.frame) << "blend " << blend << " depth " << depthPass << " trial " << trial << " span " << from << ".." << to;
                 ASSERT_EQ(a.depth, b.depth) << "blend " << blend << " depth " << depthPass << " trial " << trial;
                 changed += a.frame != before.frame;
                 ++compared;
