@@ -120,7 +120,7 @@ alignas(16) constexpr int32_t kLastLanes[4][4] = {{-1, -1, -1, -1}, {0, -1, -1, 
 // GouraudSpan, which stays the reference; the other operators are
 // GouraudSpan itself.
 template <int Op, bool Depth>
-inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t xLeft, int32_t xRight,
+[[gnu::always_inline]] inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t xLeft, int32_t xRight,
                               int32_t from, int32_t to, const float *left) {
     if constexpr (Op != kReplace) {
         GouraudSpan<Op, Depth>(frame, depth, y, xLeft, xRight, from, to, left);
@@ -228,7 +228,7 @@ inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_
 template <int N, int Op>
 void GouraudScan(TriangleSetUp<N> &s, const RasterTarget &t) {
     ScanTriangle(s, t, [](uint16_t *frame, int32_t *depth, int32_t y, int32_t xl, int32_t xr, int32_t from, int32_t to,
-                          const float *left) {
+                          const float *left) __attribute__((always_inline)) {
         GouraudSpanVector<Op, N == 4>(frame, depth, y, xl, xr, from, to, left);
     });
 }
