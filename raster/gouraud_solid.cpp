@@ -115,13 +115,14 @@ GouraudLanes g_lanes;
 // shorter than the quad.
 alignas(16) constexpr int32_t kLastLanes[4][4] = {{-1, -1, -1, -1}, {0, -1, -1, -1}, {0, 0, -1, -1}, {0, 0, 0, -1}};
 
-// The replace writers with SSE2, four pixels at a time: channels clamped
-// and dithered in 16-bit lanes, four depths per compare. Same results as
+// The replace writers with SSE2, four pixels at a time: channels dithered
+// in 16-bit lanes, four depths per compare; a span shorter than four pixels
+// is one quad with the lanes outside it masked. Same results as
 // GouraudSpan, which stays the reference; the other operators are
 // GouraudSpan itself.
 template <int Op, bool Depth>
-[[gnu::always_inline]] inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t xLeft, int32_t xRight,
-                              int32_t from, int32_t to, const float *left) {
+[[gnu::always_inline]] inline void GouraudSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int32_t xLeft,
+                                                    int32_t xRight, int32_t from, int32_t to, const float *left) {
     if constexpr (Op != kReplace) {
         GouraudSpan<Op, Depth>(frame, depth, y, xLeft, xRight, from, to, left);
     } else {
@@ -132,8 +133,8 @@ template <int Op, bool Depth>
         // INT32_MIN outside the 32-bit range as RoundToInt32 does.
         __m128 values, scales;
         if constexpr (Depth) {
-            // Four scalar loads: the edge walk has just stored the values one
-            // by one, and one wide load of them would wait for the stores.
+            // Four scalar loads: should the edge walk store the values one by
+            // one, a wide load of them would wait for the stores.
             values = _mm_movelh_ps(_mm_unpacklo_ps(_mm_load_ss(left), _mm_load_ss(left + 1)),
                                    _mm_unpacklo_ps(_mm_load_ss(left + 2), _mm_load_ss(left + 3)));
             scales = _mm_setr_ps(kDepthScale, 65536.0f, 65536.0f, 65536.0f);

@@ -48,7 +48,8 @@ inline constexpr DitherUps kDitherUps = [] {
     DitherUps t{};
     for (uint32_t row = 0; row < 4; ++row)
         for (uint32_t phase = 0; phase < 4; ++phase)
-            for (uint32_t i = 0; i < 8; ++i) t.lanes[row][phase][i] = uint16_t(7u - DitherMatrix[row][(phase + i) & 3u]);
+            for (uint32_t i = 0; i < 8; ++i)
+                t.lanes[row][phase][i] = uint16_t(7u - DitherMatrix[row][(phase + i) & 3u]);
     return t;
 }();
 

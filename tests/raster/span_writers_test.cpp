@@ -68,7 +68,8 @@ TEST(SpanWriters, FlatWritersMatchTheReferenceOnRandomSpans) {
                 const Rows before = a;
                 reference(a.frame.data(), a.depth.data(), 3, xLeft, to + 1, from, to, &left);
                 fast(b.frame.data(), b.depth.data(), 3, xLeft, to + 1, from, to, &left);
-                ASSERT_EQ(a.frame, b.frame) << "blend " << blend << " depth " << depthPass << " trial " << trial << " span " << from << ".." << to;
+                ASSERT_EQ(a.frame, b.frame) << "blend " << blend << " depth " << depthPass << " trial " << trial
+                                            << " span " << from << ".." << to;
                 ASSERT_EQ(a.depth, b.depth) << "blend " << blend << " depth " << depthPass << " trial " << trial;
                 changed += a.frame != before.frame;
                 ++compared;
@@ -118,7 +119,8 @@ TEST(SpanWriters, GouraudWritersMatchTheReferenceOnRandomSpans) {
                 const Rows before = a;
                 reference(a.frame.data() + kGuard, a.depth.data() + kGuard, y, xLeft, xRight, from, to, l);
                 fast(b.frame.data() + kGuard, b.depth.data() + kGuard, y, xLeft, xRight, from, to, l);
-                ASSERT_EQ(a.frame, b.frame) << "blend " << blend << " depth " << depthPass << " trial " << trial << " span " << from << ".." << to;
+                ASSERT_EQ(a.frame, b.frame) << "blend " << blend << " depth " << depthPass << " trial " << trial
+                                            << " span " << from << ".." << to;
                 ASSERT_EQ(a.depth, b.depth) << "blend " << blend << " depth " << depthPass << " trial " << trial;
                 changed += a.frame != before.frame;
                 ++compared;
