@@ -312,7 +312,7 @@ void PrepareGouraudSpans() {
         g_lanes.step[i] = d;
         g_lanes.offset[i] = _mm_set_epi32(int32_t(3 * d), int32_t(2 * d), int32_t(d), 0);
         g_lanes.stride[i] = _mm_set1_epi32(int32_t(4 * d));
-        for (uint32_t j = 0; j < 4; ++j) g_lanes.back[j][i] = _mm_set1_epi32(-int32_t(j * d));
+        for (uint32_t j = 0; j < 4; ++j) g_lanes.back[j][i] = _mm_set1_epi32(int32_t(0u - j * d));
     }
     const Fixed16_16 *b = g_state.bias;
     g_lanes.bias[0] = _mm_setr_epi32(b[0], b[1], b[2], 0);

@@ -2,6 +2,8 @@
 // the dither patterns, the 8-bit blends and the depth stepping.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
 #include <random>
 #include <set>
@@ -202,4 +204,28 @@ TEST(GouraudSolid, NonFiniteCornersWriteNothingOutside) {
         for (int y = 0; y < 16; ++y)
             for (int x = 16; x < 20; ++x) ASSERT_EQ(c.At(x, y), kUntouched);
     }
+}
+
+TEST(GouraudSolid, DepthStepsOfAQuarterRangeWrapAsThePerPixelSum) {
+    // invDepth rising by exactly 1 per pixel is a depth step of 2^30: its
+    // multiples wrap around the 32-bit range. Spans of every length (the
+    // rows shrink by one) meet every short-span and tail case. The quarter
+    // offset keeps every depth above the cleared INT32_MIN, so all draw.
+    Canvas c(80, 70);
+    std::fill(c.depth.begin(), c.depth.end(), INT32_MIN);
+    Triangle t(0.0f, 0.0f, 64.0f, 0.0f, 0.0f, 64.0f, 0x102030, 0xF0E0D0, 0x808080);
+    t.v[0].invDepth = 0.25f;
+    t.v[1].invDepth = 64.25f;
+    t.v[2].invDepth = 0.25f;
+    GouraudSolidFill(&t.p, t.v, c.Target(), true);
+    int pairs = 0;
+    for (int y = 0; y < 64; ++y) {
+        for (int x = 0; x + 1 < 80; ++x) {
+            if (c.At(x, y) == kUntouched || c.At(x + 1, y) == kUntouched) continue;
+            const uint32_t step = uint32_t(c.depth[size_t(y) * 80 + x + 1]) - uint32_t(c.depth[size_t(y) * 80 + x]);
+            ASSERT_EQ(step, 1u << 30) << x << "," << y;
+            ++pairs;
+        }
+    }
+    EXPECT_GT(pairs, 1900);
 }

@@ -99,6 +99,12 @@ TEST(SpanWriters, GouraudWritersMatchTheReferenceOnRandomSpans) {
                 const float steep = trial % 4 == 0 ? 40.0f : 6.0f;
                 for (int c = 1; c < 4; ++c) g_state.ddx[c] = (unit(rng) - 0.5f) * steep;
                 g_state.ddx[0] = (unit(rng) - 0.5f) * (trial % 8 == 0 ? 4.0f : 1e-6f);
+                if (trial % 50 == 7) {
+                    // Steps of 2^30 and -2^31 in fixed point: their multiples
+                    // wrap around, and must do so without overflow.
+                    for (int c = 1; c < 4; ++c) g_state.ddx[c] = c == 2 ? -32768.0f : 16384.0f;
+                    g_state.ddx[0] = trial % 100 == 7 ? 1.0f : -2.0f;
+                }
                 for (int c = 0; c < 3; ++c) g_state.bias[c] = rng() % 2 ? 0x8000 : 0x7FFF;
                 g_state.weight = int32_t(rng() % 256);
                 PrepareGouraudSpans();
