@@ -2,6 +2,7 @@
 // template body; the depth pass anchors the dither at the screen column, the
 // sorted pass at each span's right end.
 #include "raster/gouraud_solid.h"
+#include "raster/dither_sse2.h"
 
 #include <emmintrin.h>
 

@@ -12,6 +12,7 @@
 #include <cmath>
 
 #include "raster/gouraud_solid.h"
+#include "raster/dither_sse2.h"
 #include "raster/pixel.h"
 #include "raster/raster.h"
 
