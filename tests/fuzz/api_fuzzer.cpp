@@ -120,19 +120,24 @@ struct Surface {
         desc.pitch = 2 * pitch + (oddBytePitch ? 1 : 0);
     }
     // Everything outside width x height (including the ends of rows inside
-    // the pitch) must keep the guard pattern.
+    // the pitch) must keep the guard pattern. Compared with memcmp against a
+    // row of guard pixels: a loop here would have every pixel's comparison
+    // traced for the mutator, which used to cost a few percent of every run.
     void Check() const {
         if (memory.empty()) return;
+        static const std::vector<uint16_t> guard(kGuardPixels, kGuardPixel);
         const size_t body = size_t(pitch) * size_t(height);
-        for (size_t i = 0; i < kGuardPixels; ++i) {
-            if (memory[i] != kGuardPixel || memory[kGuardPixels + body + i] != kGuardPixel)
-                Fail("write outside a caller frame buffer");
-        }
+        const size_t zone = kGuardPixels * sizeof(uint16_t);
+        if (std::memcmp(memory.data(), guard.data(), zone) != 0 ||
+            std::memcmp(memory.data() + kGuardPixels + body, guard.data(), zone) != 0)
+            Fail("write outside a caller frame buffer");
+        const size_t pad = size_t(pitch - width);
+        if (pad == 0) return;
+        if (pad > guard.size()) Fail("fuzzer surface padding wider than its guard row");
         for (int32_t y = 0; y < height; ++y) {
             const uint16_t *row = memory.data() + kGuardPixels + size_t(y) * size_t(pitch);
-            for (int32_t x = width; x < pitch; ++x) {
-                if (row[x] != kGuardPixel) Fail("write into the row padding of a caller frame buffer");
-            }
+            if (std::memcmp(row + width, guard.data(), pad * sizeof(uint16_t)) != 0)
+                Fail("write into the row padding of a caller frame buffer");
         }
     }
 };
