@@ -349,6 +349,25 @@ void PrepareSortedRecords(const E3DSortEntry *entries, uint32_t n, SortedRecord 
     }
 }
 
+// Opaque entries of the depth pass that the depth-tested flat filler draws
+// and whose corners need no clipping go straight to its fill routine, with
+// the target looked up once per list: the dispatcher would only copy the
+// polygon and look the target up again for every triangle.
+[[gnu::always_inline]] inline void DrawOpaque(const E3DSortEntry &entry, const RasterTarget &target) {
+    const uint32_t mode = entry.mode;
+    if (FillerTable[mode & 7u][DepthPassFillerIndex(mode)] == FlatSolidTriangleZ) {
+        E3DPolygon *p = entry.polygon;
+        E3DVertex *v = entry.mesh->vertices;
+        const uint32_t a = v[p->vertex[0]].clipCode, b = v[p->vertex[1]].clipCode, c = v[p->vertex[2]].clipCode;
+        if (a & b & c) return;  // wholly outside one edge
+        if ((mode & 0x700000u) != 0x700000u || (a | b | c) == 0) {
+            FlatSolidFill(p, v, target, true);
+            return;
+        }
+    }
+    Draw(entry, true);
+}
+
 // The frame of one polygon list: sort, then draw in order. Opaque entries
 // are drawn upward from the lowest slot (scenes) or downward from the last
 // slot (single meshes).
@@ -359,16 +378,17 @@ void SortAndDraw(E3DSortEntry *entries, uint32_t *order, int32_t capacity, bool 
         SetRasterContext(viewport, camera);
         const int32_t opaque = int32_t(g_lists.opaqueCount);
         const RowPrefetch rows = MakeRowPrefetch(viewport);
+        const RasterTarget target = CurrentRasterTarget(true);
         if (meshOrder) {
             const int32_t last = capacity - opaque;
             for (int32_t i = capacity - 1; i >= last; --i) {
                 if (i - kAheadRows >= last) PrefetchRows(rows, entries[i - kAheadRows]);
-                Draw(entries[i], true);
+                DrawOpaque(entries[i], target);
             }
         } else {
             for (int32_t i = capacity - opaque; i < capacity; ++i) {
                 if (i + kAheadRows < capacity) PrefetchRows(rows, entries[i + kAheadRows]);
-                Draw(entries[i], true);
+                DrawOpaque(entries[i], target);
             }
         }
         for (int32_t i = int32_t(g_lists.sortedCount) - 1; i >= 0; --i) {
