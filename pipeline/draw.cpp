@@ -12,6 +12,7 @@
 #include "pipeline/radix_sort.h"
 #include "pipeline/view.h"
 #include "raster/flat_solid.h"
+#include "raster/gouraud_solid.h"
 #include "raster/raster.h"
 #include "scene/mesh.h"
 #include "shading/normals.h"
@@ -349,19 +350,22 @@ void PrepareSortedRecords(const E3DSortEntry *entries, uint32_t n, SortedRecord 
     }
 }
 
-// Opaque entries of the depth pass that the depth-tested flat filler draws
-// and whose corners need no clipping go straight to its fill routine, with
-// the target looked up once per list: the dispatcher would only copy the
-// polygon and look the target up again for every triangle.
+// Opaque entries of the depth pass that the depth-tested flat or Gouraud
+// filler draws and whose corners need no clipping go straight to its fill
+// routine, with the target looked up once per list: the dispatcher would
+// only copy the polygon and look the target up again for every triangle.
 [[gnu::always_inline]] inline void DrawOpaque(const E3DSortEntry &entry, const RasterTarget &target) {
     const uint32_t mode = entry.mode;
-    if (FillerTable[mode & 7u][DepthPassFillerIndex(mode)] == FlatSolidTriangleZ) {
+    const TriangleFiller filler = FillerTable[mode & 7u][DepthPassFillerIndex(mode)];
+    const bool flat = filler == FlatSolidTriangleZ;
+    if (flat || filler == GouraudSolidTriangleZ) {
         E3DPolygon *p = entry.polygon;
         E3DVertex *v = entry.mesh->vertices;
         const uint32_t a = v[p->vertex[0]].clipCode, b = v[p->vertex[1]].clipCode, c = v[p->vertex[2]].clipCode;
         if (a & b & c) return;  // wholly outside one edge
         if ((mode & 0x700000u) != 0x700000u || (a | b | c) == 0) {
-            FlatSolidFill(p, v, target, true);
+            if (flat) FlatSolidFill(p, v, target, true);
+            else GouraudSolidFill(p, v, target, true);
             return;
         }
     }
