@@ -738,7 +738,9 @@ E3D_API void RemoveMaterialFromMesh(E3DMaterial *material, E3DMesh *mesh);
  * two (exactly one bit set, 0x80000000 included) shift = log2(width) and the
  * block mode = modeBits | 0x40000000, else shift = pitch / 2 and mode =
  * modeBits. NULL zeroes the block's first six words and clears the bit.
- * 1, or 0 for a layer above 3. */
+ * 1, or 0 for a layer above 3. Guard: modeBits carrying 0x40000000 for other
+ * sides are stored as given, but the fillers then read the layer by rows,
+ * inside the texture, instead of masking into rows of 2^shift texels. */
 E3D_API int32_t SetMaterialTexture(E3DMaterial *material, uint32_t layer, E3DTexture *texture, uint32_t modeBits);
 /* Address of the layer block; NULL above 3. Layer 3's block begins at
  * colorOp: on 32-bit hosts it covers colorOp and name[0..25]; on 64-bit

@@ -8,6 +8,7 @@
 
 #include <emmintrin.h>
 
+#include <bit>
 #include <climits>
 #include <cmath>
 
@@ -499,6 +500,14 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, int ma
     // Guard: a layer without pixels, or with sizes that address nothing.
     const bool masked = (layer.mode & 0x40000000u) != 0;
     if (!texels || layer.width < 1 || layer.height < 1 || layer.shift < 0 || (masked && layer.shift > 30)) return;
+    // Guard: the masked form stays inside the texture only for the layers
+    // SetMaterialTexture marks itself, whose sides are powers of two and whose
+    // shift is log2 of the width. A caller's mode bits may carry the bit for
+    // other sides too (its shift is then the row length): such a layer keeps
+    // its masks but is addressed by rows, clamped to the texture.
+    const bool maskedForm = masked && std::has_single_bit(uint32_t(layer.width)) &&
+                            std::has_single_bit(uint32_t(layer.height)) &&
+                            uint32_t(layer.shift) == uint32_t(std::countr_zero(uint32_t(layer.width)));
     if (Lighting != kTextureUnlit && !(tables.scale && tables.scaleGreen && tables.scaleRed)) return;
 
     uint32_t blend = material->alphaMode & 3u;
@@ -522,7 +531,7 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, int ma
     g_tex.blend = int(blend);
     g_tex.key = key;
     const int kind = vector && blend == kReplace ? (key ? 2 : 1) : 0;
-    const TextureSpanWriter<Lighting> writer = kWriterGroups<Lighting>[depthPass ? 1 : 0][masked ? 1 : 0][kind];
+    const TextureSpanWriter<Lighting> writer = kWriterGroups<Lighting>[depthPass ? 1 : 0][maskedForm ? 1 : 0][kind];
     g_tex.texels = texels;
     g_tex.shift = uint32_t(layer.shift);
     g_tex.lastTexel = int64_t(layer.height - 1) * layer.shift + (layer.width - 1);

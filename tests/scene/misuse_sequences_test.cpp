@@ -3,6 +3,7 @@
 // sanitizer build watches the memory) and leave no block behind.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -160,4 +161,43 @@ TEST(MisuseSequences, NormalsOfAGrownMeshAreNotLeakedByValidation) {
     ASSERT_NE(m, nullptr);
     DeleteMesh(m);
     leaks.Check();
+}
+
+// Found by the fuzzer: mode bits with the power-of-two bit, given for a
+// texture whose sides are not powers of two, made the filler address rows of
+// 2^(row length) texels, megabytes past the texture. Such a layer keeps the
+// bits it was given but is read by rows, inside the texture: with
+// coordinates inside it, the picture is the one drawn without the bit.
+TEST(MisuseSequences, APowerOfTwoBitOnAnOddTextureReadsInsideIt) {
+    for (bool depth : {true, false}) {
+        SCOPED_TRACE(depth ? "depth pass" : "painter's pass");
+        e3dtest::LeakCheck leaks;
+        {
+            Stage s(depth, true, 7.5f);
+            E3DMesh *m = Quad(0.0f, 0xFFFFFF);
+            SetMeshCullMode(&m->node, 0x08);
+            SetMeshRenderMode(&m->node, E3D_RENDER_TEXTURED);
+            SetMeshQuadTexCoords(m, 0, 0, 0, 1, 0, 1, 1, 0, 1);
+            AssignMeshToScene(s.scene, m, 0);
+            E3DTexture *odd = CreateCheckerTexture(17, 9, 3, 0x7C00, 0x03E0);
+            ASSERT_NE(odd, nullptr);
+            E3DMaterial *material = GetMeshDefaultMaterial(m);
+            std::vector<uint16_t> frames[2];
+            for (int k = 0; k < 2; ++k) {
+                const uint32_t bits = k == 0 ? 0u : 0x40000000u;
+                SetMaterialTexture(material, 0, odd, bits);
+                EXPECT_EQ(GetMaterialTexture(material, 0)->mode, bits);
+                std::fill(s.pixels.begin(), s.pixels.end(), kBackground);
+                if (depth) ClearViewportDepthBuffer(s.viewport, 0);
+                DrawScene(s.scene);
+                frames[k] = s.pixels;
+            }
+            EXPECT_GT(s.Written(), 1000);
+            EXPECT_EQ(frames[0], frames[1]);
+            EXPECT_TRUE(s.GuardsIntact());
+            SetMaterialTexture(material, 0, nullptr, 0);
+            DeleteTexture(odd);
+        }
+        leaks.Check();
+    }
 }
