@@ -66,22 +66,28 @@ E3DMesh *MakeMixedTriangles(E3DScene *scene, int n, bool opaqueOnly = false) {
     return m;
 }
 
+// A smooth cube and an omni light, so that the cube is drawn by the Gouraud
+// filler; false when the cube could not be made.
+bool AddLitCube(E3DScene *scene) {
+    E3DMesh *cube = ValidateMesh(e3dtest::MakeCube(1.5f, false, 0xC06030));
+    if (!cube) return false;
+    SetMeshShadeMode(&cube->node, 7);
+    SetMeshModelPosition(cube, 0.5f, 0.2f, 12.0f);
+    AssignMeshToScene(scene, cube, 0);
+    const float at[3] = {-4, 3, 2}, white[4] = {1, 1, 1, 0};
+    E3DLight *light = CreateOmniLight(at, white, 0.8f, 2, 60, 0);
+    SetLightStatus(light, 1, 1);
+    AssignLightToScene(scene, light, 1);
+    return true;
+}
+
 }  // namespace
 
 TEST(PainterRecords, DrawLikeEveryEntryThroughItsFiller) {
     e3dtest::Stage stage(false);
     E3DMesh *flat = MakeMixedTriangles(stage.scene, 800);
     AssignMeshToScene(stage.scene, flat, 0);
-    E3DMesh *cube = ValidateMesh(e3dtest::MakeCube(1.5f, false, 0xC06030));
-    ASSERT_NE(cube, nullptr);
-    SetMeshShadeMode(&cube->node, 7);
-    SetMeshModelPosition(cube, 0.5f, 0.2f, 12.0f);
-    AssignMeshToScene(stage.scene, cube, 0);
-    // A light, so that the cube is drawn by the Gouraud filler.
-    const float at[3] = {-4, 3, 2}, white[4] = {1, 1, 1, 0};
-    E3DLight *light = CreateOmniLight(at, white, 0.8f, 2, 60, 0);
-    SetLightStatus(light, 1, 1);
-    AssignLightToScene(stage.scene, light, 1);
+    ASSERT_TRUE(AddLitCube(stage.scene));
     DrawScene(stage.scene);
     const std::vector<uint16_t> drawn = stage.pixels;
 
@@ -121,15 +127,7 @@ TEST(DepthPassDirectFills, DrawLikeEveryEntryThroughItsFiller) {
     e3dtest::Stage stage(true);
     E3DMesh *flat = MakeMixedTriangles(stage.scene, 800, true);
     AssignMeshToScene(stage.scene, flat, 0);
-    E3DMesh *cube = ValidateMesh(e3dtest::MakeCube(1.5f, false, 0xC06030));
-    ASSERT_NE(cube, nullptr);
-    SetMeshShadeMode(&cube->node, 7);
-    SetMeshModelPosition(cube, 0.5f, 0.2f, 12.0f);
-    AssignMeshToScene(stage.scene, cube, 0);
-    const float at[3] = {-4, 3, 2}, white[4] = {1, 1, 1, 0};
-    E3DLight *light = CreateOmniLight(at, white, 0.8f, 2, 60, 0);
-    SetLightStatus(light, 1, 1);
-    AssignLightToScene(stage.scene, light, 1);
+    ASSERT_TRUE(AddLitCube(stage.scene));
     // DrawMesh draws a mesh outside any scene, through its own list.
     E3DMesh *alone = MakeMixedTriangles(stage.scene, 800, true);
     SetMeshViewport(alone, stage.viewport);
