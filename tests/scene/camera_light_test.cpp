@@ -228,7 +228,7 @@ TEST(Skeleton, EveryIndexASignedByteHoldsAndNoMore) {
     E3DSkeleton *s = CreateSkeleton();
     ASSERT_EQ(AttachBoneToSkeleton(s, nullptr, SetBoneRoot(CreateBone()), "b0"), 1);
     for (int i = 1; i < 128; ++i) {
-        char name[8], parent[8];
+        char name[16], parent[16];
         std::snprintf(name, sizeof name, "b%d", i);
         std::snprintf(parent, sizeof parent, "b%d", i - 1);
         ASSERT_EQ(AttachBoneToSkeleton(s, parent, CreateBone(), name), 1) << "bone " << i;
