@@ -289,6 +289,9 @@ struct E3DMesh {
     int32_t sortCapacity;      /* entries the sort buffer holds */
     struct E3DMesh *livePrev;  /* the engine's chain of live meshes, which */
     struct E3DMesh *liveNext;  /* deletes walk to unhook what they free */
+    int32_t skinCount;         /* vertices the skin array holds */
+    int32_t worldPlanes;       /* 1 while the face planes hold a deformed
+                                  frame's world-space values */
 };
 
 /* Bounding sphere: centre and radius. */
@@ -307,7 +310,7 @@ struct E3DScene {
     E3DList lights;
     E3DList materials;
     E3DList skeletons;
-    int32_t visibleMeshCount; /* top-level meshes drawn in the last frame */
+    int32_t visibleMeshCount; /* top-level meshes whose flags passed the last frame's walk */
     int32_t activeCamera;     /* index into cameras, -1 for none */
     uint32_t *sortBuffer;     /* polygonTotal indices, then the entries */
     E3DSortEntry *sortEntries;
@@ -561,7 +564,8 @@ E3D_API void RemoveVertexInfluence(E3DMesh *mesh, int32_t vertex, int32_t bone);
 
 /* Bone-deformed meshes (meshKind 2), as Engine3D defines them:
  * - Kind: AssignSkeletonToMesh turns a validated ordinary mesh (kind 1) into
- *   kind 2, and ValidateMesh keeps kind 2 for a mesh that has a skeleton;
+ *   kind 2, and ValidateMesh keeps kind 2 for a mesh that has a skeleton
+ *   (a grown mesh's new record takes over its skeleton and skin array);
  *   RemoveSkeletonFromMesh makes it kind 1 again. Billboards stay kind 3.
  *   SetMeshCullMode acts on kind 1 only: set the cull mode first.
  * - Skin entry (four 32-bit words a vertex): word 0 holds the bone indices of
@@ -585,7 +589,12 @@ E3D_API void RemoveVertexInfluence(E3DMesh *mesh, int32_t vertex, int32_t bone);
  *   mesh after its world matrix has placed it. Vertex = sum over influences
  *   of weight x bone matrix x (position + pivot).
  * - A kind-2 mesh that no bone moves in a frame (skeleton at rest, or no
- *   weights) is drawn as the ordinary mesh it is: exactly the same pixels.
+ *   weights) is drawn as the ordinary mesh it is: exactly the same pixels,
+ *   also after deformed frames and after RemoveSkeletonFromMesh (a deformed
+ *   frame leaves world-space face planes, which go back to mesh space when
+ *   the mesh is next drawn undeformed or loses its skeleton).
+ * - Skin array: one entry for each vertex the mesh had when the skeleton
+ *   was assigned (skinCount); vertices added later follow the mesh.
  * - Culling: the box of the deformed world positions replaces the mesh's
  *   own box; the mesh is skipped only when its eight corners are all beyond
  *   one clip plane, so no deformed vertex on screen is ever dropped, and a
@@ -593,9 +602,9 @@ E3D_API void RemoveVertexInfluence(E3DMesh *mesh, int32_t vertex, int32_t bone);
  *   skeleton's sphere is refreshed to enclose that box (the last mesh drawn
  *   with the skeleton wins). Kind-2 children of a mesh are deformed too.
  * - Drawn by DrawScene only (DrawMesh draws kinds 1 and 3). */
-/* Sets the bones (index, or -1 for none) and weights of a vertex of a mesh with a skeleton; 1, or 0 changing nothing for a bad vertex, a bone index past the skeleton, a negative, infinite or NaN weight, or weights of the named bones not summing to 1 within 0.001 (stored scaled to sum exactly 1); all four -1 clears the vertex. */
+/* Sets the bones (index, or -1 for none) and weights of a vertex of a mesh with a skeleton; 1, or 0 changing nothing for a bad vertex (one added after AssignSkeletonToMesh has no entry: it follows the mesh), a bone index past the skeleton, a negative, infinite or NaN weight, or weights of the named bones not summing to 1 within 0.001 (stored scaled to sum exactly 1); all four -1 clears the vertex. */
 E3D_API int32_t SetVertexBoneWeights(E3DMesh *mesh, int32_t vertex, const int32_t *bones, const float *weights);
-/* Reads a vertex's four bones (-1 for none) and weights as stored (multiples of 1/32768); 1, or 0 for a mesh without skin array or a bad vertex. */
+/* Reads a vertex's four bones (-1 for none) and weights as stored (multiples of 1/32768); 1, or 0 for a mesh without skin array or a vertex without an entry. */
 E3D_API int32_t GetVertexBoneWeights(const E3DMesh *mesh, int32_t vertex, int32_t *bones, float *weights);
 
 /* ======================================================================
@@ -846,7 +855,9 @@ E3D_API E3DViewport *GetSceneViewport(const E3DScene *scene);
 E3D_API int32_t GetSceneNumberOfMeshes(const E3DScene *scene);
 E3D_API int32_t GetSceneNumberOfCameras(const E3DScene *scene);
 E3D_API int32_t GetSceneNumberOfLights(const E3DScene *scene);
-/* Top-level meshes drawn in the last frame. */
+/* Top-level meshes of the last frame that were not switched off, hidden or
+ * outside the view by their own box (a bone-deformed mesh counts by its own
+ * box, whatever its deformed vertices do). */
 E3D_API int32_t GetSceneNumberOfVisibleMeshes(const E3DScene *scene);
 /* Objects by list index; NULL outside 0 .. count - 1. */
 E3D_API E3DMesh *SearchMeshByIndex(const E3DScene *scene, int32_t index);
@@ -1096,7 +1107,9 @@ E3D_API E3DMaterial *SetViewportMaterial(E3DViewport *viewport, E3DMaterial *mat
  * one the last draw used). Corners are screenX/screenY/invDepth of the
  * vertex records named by the polygon. Guard: a filler called directly with
  * corners off the buffer writes only inside the frame and depth buffers;
- * with no current viewport it draws nothing.
+ * with no current viewport it draws nothing. A polygon with no material on
+ * its drawn side (the back one when its flags have 0x80) is not filled by
+ * the solid and textured fillers; the wire filler draws it replacing.
  * ====================================================================== */
 
 /* Floor division: quotient and remainder in [0, denominator), denominator > 0. */
@@ -1192,7 +1205,7 @@ E3D_API void DrawLine2D(E3DViewport *viewport, float x0, float y0, float x1, flo
  * Both borrow the current viewport for the call and restore it.
  * ====================================================================== */
 
-/* Fills one screen-space triangle with FlatSolidTriangle, clipped at the scissor when a vertex out-code is set; leaves clip bounds 0..width x 0..height after clipping. */
+/* Fills one screen-space triangle with FlatSolidTriangle, clipped at the scissor when a vertex out-code is set; leaves clip bounds 0..width x 0..height after clipping. Guard: no material on the drawn side: nothing (as for the fillers). */
 E3D_API void DrawTriangle2D(E3DPolygon *polygon, E3DVertex *vertices, E3DViewport *viewport);
 /* Lays the viewport's material (colour, or a texture slot that stays chosen across calls) over the scissor; no material: nothing. Guard: draw modes past the selection table draw nothing. */
 E3D_API void DrawViewportPostFX(E3DViewport *viewport);

@@ -134,11 +134,17 @@ uint32_t RunStage(E3DMesh *mesh, int firstSlot);
 // A mesh that no bone moves this frame is drawn as the ordinary mesh it is,
 // culled by its own box, so a skeleton at rest changes no pixel. Kind-2
 // children get the same treatment rather than drawing stale positions.
-uint32_t RunSkinnedStage(E3DMesh *mesh, bool countVisible) {
+// The face planes a deformed frame leaves in world space go back to mesh
+// space before the mesh is drawn undeformed again.
+uint32_t RunSkinnedStage(E3DMesh *mesh) {
     const bool deformed = ApplySkeleton(mesh);
     if (mesh->state & kOutsideView) return 0;
-    if (countVisible) ++g_visibleMeshes;
-    if (!deformed) return RunStage(mesh, 0);
+    if (!deformed) {
+        RestoreMeshPlanes(mesh);
+        return RunStage(mesh, 0);
+    }
+    // Guard: as for the other kinds, no room in the list means no stage.
+    if (uint32_t(mesh->polygonCount) > g_capacity - g_count) return 0;
     ProjectSkinnedVertices(mesh);
     CalcMeshPolygonsNormalWorld(mesh);
     return g_stages[2 + ((mesh->state & 7u) == 1u ? 0 : 1)](mesh);
@@ -162,7 +168,7 @@ void ChildWalk(E3DNode *node, bool sceneWalk) {
         switch (mesh->meshKind) {
             case 1: g_count += RunStage(mesh, 0); break;
             case 2:
-                if (sceneWalk) g_count += RunSkinnedStage(mesh, false);
+                if (sceneWalk) g_count += RunSkinnedStage(mesh);
                 break;
             case 3: g_count += RunStage(mesh, 4); break;
             default: break;
@@ -179,7 +185,12 @@ void TopLevelWalk(E3DMesh *mesh) {
     if (mesh->state & SkipMask(mesh)) return;
     switch (mesh->meshKind) {
         case 1: ++g_visibleMeshes, g_count += RunStage(mesh, 0); break;
-        case 2: g_count += RunSkinnedStage(mesh, true); break;
+        case 2:
+            // Counted by the flags the walk finds, like every kind: the
+            // deformed box may still cull it below.
+            if (!(mesh->state & kSkipMesh)) ++g_visibleMeshes;
+            g_count += RunSkinnedStage(mesh);
+            break;
         case 3: ++g_visibleMeshes, g_count += RunStage(mesh, 4); break;
         default: break;
     }

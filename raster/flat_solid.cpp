@@ -242,6 +242,7 @@ template <int N>
 void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const FlatScanRoutine<N> *group) {
     const bool back = (p->flags & 0x80u) != 0;
     const E3DMaterial *material = back ? p->backMaterial : p->material;
+    if (!material) return;  // Guard: a hand-made polygon without a material draws nothing
     const uint32_t k = p->color;
     uint32_t blend = material->alphaMode & 3u;
     if (N == 0 && k == kNoColor) {

@@ -264,6 +264,7 @@ template <int N>
 void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const GouraudScanRoutine<N> *group) {
     const bool back = (p->flags & 0x80u) != 0;
     const E3DMaterial *material = back ? p->backMaterial : p->material;
+    if (!material) return;  // Guard: a hand-made polygon without a material draws nothing
     uint32_t blend = material->alphaMode & 3u;
     if (blend == kOpacity) {
         const uint32_t level = material->alphaLevel;

@@ -488,6 +488,7 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, int ma
     const RasterTables &tables = g_rasterTables;
     const bool back = (p->flags & 0x80u) != 0;
     const E3DMaterial *material = back ? p->backMaterial : p->material;
+    if (!material) return;  // Guard: a hand-made polygon without a material draws nothing
     const E3DTextureLayer &layer = material->layers[map];
     const uint16_t *texels = layer.pixels;
     if (layer.mode & 2u) {

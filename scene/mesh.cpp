@@ -379,10 +379,14 @@ extern "C" E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh) {
         while (old->node.childCount > 0) DetachChildFromNode(&old->node, old->node.children[0]);
         FreeMemory(old->vertices);
         FreeMemory(old->polygons);
-        // What a grown mesh may have gathered besides its arrays is not
+        // The skeleton and its influences move to the new record, so a
+        // grown mesh stays bone-deformed as one made with its counts does.
+        m->skeleton = old->skeleton;
+        m->skinWeights = old->skinWeights;
+        m->skinCount = old->skinCount;
+        // What else a grown mesh may have gathered besides its arrays is not
         // carried over; free it rather than leak it.
         if (old->node.children) FreeMemory(old->node.children);
-        if (old->skinWeights) FreeMemory(old->skinWeights);
         if (old->sortBuffer) FreeMemory(old->sortBuffer);
         if (old->vertexNormals) FreeMemory(old->vertexNormals);
         FreeBoundingBox(old);
@@ -415,6 +419,7 @@ extern "C" E3D_API int32_t AssignSkeletonToMesh(E3DMesh *mesh, E3DSkeleton *skel
     // A second assignment replaces the array rather than leaking it.
     if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
     mesh->skinWeights = weights;
+    mesh->skinCount = mesh->vertexCount > 0 ? mesh->vertexCount : 0;
     mesh->skeleton = skeleton;
     if (mesh->meshKind == 1 && skeleton) mesh->meshKind = 2;  // drawn deformed from now on
     return 1;
@@ -424,7 +429,10 @@ extern "C" E3D_API void RemoveSkeletonFromMesh(E3DMesh *mesh) {
     mesh->skeleton = nullptr;
     if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
     mesh->skinWeights = nullptr;
+    mesh->skinCount = 0;
     if (mesh->meshKind == 2) mesh->meshKind = 1;
+    // Drawn as an ordinary mesh from now on: its planes go back to mesh space.
+    RestoreMeshPlanes(mesh);
 }
 
 extern "C" E3D_API char *SetMeshName(E3DMesh *mesh, const char *name) {

@@ -57,13 +57,25 @@ void Give(void *block) {
 
 }  // namespace
 
-void CalcMeshPolygonsNormalWorld(E3DMesh *mesh) { AllPlanes<true>(mesh); }
+void CalcMeshPolygonsNormalWorld(E3DMesh *mesh) {
+    AllPlanes<true>(mesh);
+    mesh->worldPlanes = 1;
+}
+
+void RestoreMeshPlanes(E3DMesh *mesh) {
+    if (!mesh->worldPlanes) return;
+    AllPlanes<false>(mesh);
+    mesh->worldPlanes = 0;
+}
 
 }  // namespace e3d
 
 using namespace e3d;
 
-extern "C" E3D_API void CalcMeshPolygonsNormal(E3DMesh *mesh) { AllPlanes<false>(mesh); }
+extern "C" E3D_API void CalcMeshPolygonsNormal(E3DMesh *mesh) {
+    AllPlanes<false>(mesh);
+    mesh->worldPlanes = 0;
+}
 
 extern "C" E3D_API void CalcMeshPolygonNormal(E3DMesh *mesh, E3DPolygon *polygon) {
     if (mesh && polygon && mesh->vertices) FacePlane<false>(mesh, polygon);

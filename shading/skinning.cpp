@@ -64,6 +64,13 @@ inline bool BlendEntry(const uint32_t *entry, float *m) {
     return true;
 }
 
+// Vertices that have a skin entry: the array's own size, never past the mesh.
+inline int32_t SkinnedVertices(const E3DMesh *mesh) {
+    if (!mesh->skinWeights) return 0;
+    const int32_t n = mesh->skinCount < mesh->vertexCount ? mesh->skinCount : mesh->vertexCount;
+    return n > 0 ? n : 0;
+}
+
 inline bool Finite(float x) { return (std::bit_cast<uint32_t>(x) & 0x7F800000u) != 0x7F800000u; }
 
 // Out-code of a world point against the frame's view, clip bounds and
@@ -170,11 +177,13 @@ void DeformVertices(E3DMesh *mesh, float *lo, float *hi) {
     const uint32_t *weights = mesh->skinWeights;
     E3DVertex *v = mesh->vertices;
     const int32_t n = v ? mesh->vertexCount : 0;
+    // Vertices added after the skin array was made have no entry: rigid.
+    const int32_t skinned = SkinnedVertices(mesh);
     for (int32_t i = 0; i < n; ++i) {
         const float p[3] = {v[i].position[0] + pivot[0], v[i].position[1] + pivot[1], v[i].position[2] + pivot[2]};
         float m[12];
         float *q = v[i].worldPosition;
-        if (weights && BlendEntry(weights + 4 * i, m)) {
+        if (i < skinned && BlendEntry(weights + 4 * i, m)) {
             Transform(m, p, q);
         } else {
             Transform(own, p, q);
@@ -190,9 +199,10 @@ void DeformVertices(E3DMesh *mesh, float *lo, float *hi) {
 
 bool AnyVertexDeformed(const E3DMesh *mesh) {
     const uint32_t *weights = mesh->skinWeights;
-    if (!weights || !mesh->vertices) return false;
+    if (!mesh->vertices) return false;
     float m[12];
-    for (int32_t i = 0; i < mesh->vertexCount; ++i)
+    const int32_t n = SkinnedVertices(mesh);
+    for (int32_t i = 0; i < n; ++i)
         if (BlendEntry(weights + 4 * i, m)) return true;
     return false;
 }
@@ -241,8 +251,8 @@ bool ApplySkeleton(E3DMesh *mesh) {
 
 void SkinNormal(const E3DMesh *mesh, int32_t vertex, const float *n, float *out) {
     float m[12];
-    const bool inRange = vertex >= 0 && vertex < mesh->vertexCount;
-    if (mesh->skinWeights && inRange && BlendEntry(mesh->skinWeights + 4 * vertex, m)) {
+    const bool inRange = vertex >= 0 && vertex < SkinnedVertices(mesh);
+    if (inRange && BlendEntry(mesh->skinWeights + 4 * vertex, m)) {
         float t[3] = {m[0] * n[0] + m[1] * n[1] + m[2] * n[2], m[4] * n[0] + m[5] * n[1] + m[6] * n[2],
                       m[8] * n[0] + m[9] * n[1] + m[10] * n[2]};
         const float l2 = t[0] * t[0] + t[1] * t[1] + t[2] * t[2];
@@ -262,8 +272,8 @@ using namespace e3d;
 
 extern "C" E3D_API int32_t SetVertexBoneWeights(E3DMesh *mesh, int32_t vertex, const int32_t *bones,
                                                 const float *weights) {
-    if (!mesh || !bones || !weights || !mesh->skeleton || !mesh->skinWeights) return 0;
-    if (vertex < 0 || vertex >= mesh->vertexCount) return 0;
+    if (!mesh || !bones || !weights || !mesh->skeleton) return 0;
+    if (vertex < 0 || vertex >= SkinnedVertices(mesh)) return 0;
     const int32_t boneCount = mesh->skeleton->boneCount < kBoneTableSize - 1 ? mesh->skeleton->boneCount
                                                                                : kBoneTableSize - 1;
     float sum = 0.0f;
@@ -298,7 +308,7 @@ extern "C" E3D_API int32_t SetVertexBoneWeights(E3DMesh *mesh, int32_t vertex, c
 }
 
 extern "C" E3D_API int32_t GetVertexBoneWeights(const E3DMesh *mesh, int32_t vertex, int32_t *bones, float *weights) {
-    if (!mesh || !bones || !weights || !mesh->skinWeights || vertex < 0 || vertex >= mesh->vertexCount) return 0;
+    if (!mesh || !bones || !weights || vertex < 0 || vertex >= SkinnedVertices(mesh)) return 0;
     const uint32_t *e = mesh->skinWeights + 4 * vertex;
     const uint32_t q[4] = {e[1] & 0xFFFFu, e[1] >> 16, e[2] & 0xFFFFu, e[2] >> 16};
     for (int j = 0; j < 4; ++j) {

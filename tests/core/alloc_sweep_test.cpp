@@ -465,6 +465,49 @@ TEST(AllocationSweep, AttachingAMeshKeepsTheScenesList) {
                }}});
 }
 
+// A scene whose polygon list could not be had (a removal's new list failed)
+// still walks a bent skinned mesh, and writes no entry anywhere.
+TEST(AllocationSweep, ASceneWithoutItsListStagesNoSkinnedMesh) {
+    int listless = 0;
+    for (int k = 1;; ++k) {
+        e3dtest::LeakCheck leaks;
+        bool used = false;
+        {
+            World w;
+            E3DMesh *bent = ActivateMesh(CubeCreate(6, nullptr, 0x30C080));
+            E3DSkeleton *skeleton = CreateSkeleton();
+            const float origin[3] = {0, 0, 0}, aside[3] = {2, 0, 0}, turn[3] = {0, 0, 40};
+            for (int b = 0; b < 2; ++b) {
+                E3DBone *bone = CreateBone();
+                SetBonePosition(bone, b ? aside : origin, 1);
+                AttachBoneToSkeleton(skeleton, b ? "root" : nullptr, bone, b ? "tip" : "root");
+            }
+            SetBoneOrientation(GetBonePointerByName(skeleton, "tip"), turn, 0);
+            ASSERT_EQ(AssignSkeletonToMesh(bent, skeleton), 1);
+            const int32_t bones[4] = {1, -1, -1, -1};
+            const float weights[4] = {1, 0, 0, 0};
+            for (int v = 0; v < bent->vertexCount; ++v) SetVertexBoneWeights(bent, v, bones, weights);
+            AssignMeshToScene(w.stage.scene, bent, 0);
+            GrowSortScratch();
+            HostMemoryFailNth(k);
+            RemoveMeshFromScene(w.stage.scene, w.root, 0);
+            used = HostMemoryPendingFailure() == 0;
+            HostMemoryFailNth(0);
+            listless += w.stage.scene->sortCapacity == 0;
+            w.Frame();
+            EXPECT_TRUE(w.stage.GuardsIntact());
+            if (w.stage.scene->sortCapacity == 0) EXPECT_EQ(w.stage.scene->count, 0);
+            else EXPECT_GT(w.stage.scene->count, 0);
+            DeleteMesh(w.root);
+            RemoveSkeletonFromMesh(bent);
+            DeleteSkeleton(skeleton);
+        }
+        leaks.Check();
+        if (!used || ::testing::Test::HasFailure()) break;
+    }
+    EXPECT_GT(listless, 0);
+}
+
 // Drawing survives a failed allocation: nothing leaks, nothing changes, and
 // the next frame is the one it would have been.
 TEST(AllocationSweep, DrawsSurviveFailures) {

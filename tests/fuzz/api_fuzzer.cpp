@@ -832,6 +832,20 @@ void OpSkeleton(Input &in) {
             (void)GetBoneIndexByName(k, n);
             break;
         }
+        case 8: {
+            // Influences of a mesh's vertex, any vertex the mesh has now,
+            // including ones added after the skeleton was assigned.
+            E3DMesh *m = Any(in, L.mesh);
+            if (!m) break;
+            const int32_t vertex = in.Index(m->vertexCount);
+            int32_t bones[4];
+            float weights[4];
+            for (int j = 0; j < 4; ++j) bones[j] = in.Bit() ? -1 : in.I();
+            in.Floats(weights, 4);
+            SetVertexBoneWeights(m, vertex, bones, weights);
+            (void)GetVertexBoneWeights(m, in.Index(m->vertexCount), bones, weights);
+            break;
+        }
         default:
             if (k) {
                 SetSkeletonXFormState(k, in.I());

@@ -195,6 +195,26 @@ def seeds():
     q.f(10).f(20).f(30).u8(1).op(12).u8(1, 0, 0)
     s["skeleton"] = q
 
+    # A grown mesh given a skeleton, then grown further: influences of the
+    # vertex added after the skin array was made, validation, a pose, a draw.
+    q = Seq().stage()
+    q.op(0).u8(0, 0).i(0).i(0).u8(0).u32(0x00FF8040).u8(0)
+    for x, y in ((-5, -5), (5, -5), (5, 5), (-5, 5)):
+        q.op(0).u8(0, 0).f(x).f(y).f(0)
+    for a, b, c in ((0, 1, 2), (0, 2, 3)):
+        q.op(0).u8(0, 2, a, b, c).i(0).i(1)
+    q.op(12).u8(0, 0, 0, 0).op(12).u8(2, 0, 0, 0).op(12).u8(4, 0, 0, 1, 4)  # root "a"
+    q.op(12).u8(2, 0, 0, 1).op(12).u8(4, 0, 1, 0, 4, 1)  # "Base00" under "a"
+    q.op(3).u8(0, 14, 0, 1).i(0).i(0).f(0).i(0).i(0)  # AssignSkeletonToMesh
+    q.op(0).u8(0, 0).f(0).f(-8).f(0)  # a fifth vertex, past the skin array
+    q.op(0).u8(0, 2, 0, 2, 4).i(0).i(1)
+    for vertex in (4, 1):
+        q.op(12).u8(8, 0, 0, 0, vertex, 0).i(1).u8(1, 1, 1).f(1).f(0).f(0).f(0).u8(vertex)
+    q.op(0).u8(0, 6, 0)  # validate
+    q.op(12).u8(7, 0, 0, 1).f(10).f(20).f(30).u8(0)  # pose "Base00"
+    q.assign_mesh(0, 0).draw_scene(0)
+    s["grown_skinned_mesh"] = q
+
     s["empty"] = Seq()
     return s
 

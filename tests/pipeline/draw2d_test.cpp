@@ -101,6 +101,23 @@ TEST(DrawTriangle2D, AcrossTheEdgesDrawsTheFlatSolidPixelsInsideTheScissor) {
     EXPECT_GT(crossing, 100);
 }
 
+TEST(DrawTriangle2D, APolygonWithoutAMaterialOnItsDrawnSideDrawsNothing) {
+    // Inside the buffer and across its edge; the side not drawn may lack one.
+    // The back side is drawn with the corners turned the other way round.
+    const float xs[2][2][3] = {{{5, 50, 20}, {20, 50, 5}}, {{-20, 50, 20}, {20, 50, -20}}};
+    const float ys[2][2][3] = {{{5, 10, 40}, {40, 10, 5}}, {{5, 10, 60}, {60, 10, 5}}};
+    for (bool crossing : {false, true})
+        for (bool back : {false, true})
+            for (bool drawnSideMissing : {true, false}) {
+                Triangle2D t(xs[crossing][back], ys[crossing][back], 64, 48, back);
+                (back == drawnSideMissing ? t.p.backMaterial : t.p.material) = nullptr;
+                LineCanvas c(64, 48, false, kPaper);
+                DrawTriangle2D(&t.p, t.v, c.viewport);
+                EXPECT_EQ(c.Changed(kPaper).empty(), drawnSideMissing) << crossing << back;
+                EXPECT_TRUE(c.GuardsIntact());
+            }
+}
+
 TEST(DrawTriangle2D, ClippingLeavesTheWholeBufferAsClipBoundsAndWildCornersStayInside) {
     LineCanvas c(40, 30, false, kPaper);
     c.Scissor(2, 38, 3, 27);

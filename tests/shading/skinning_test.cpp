@@ -7,6 +7,7 @@
 #include <cstring>
 #include <array>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "engine3d.h"
@@ -175,52 +176,111 @@ TEST(Skinning, WeightsExportValidatesStoresAndSetsTheKind) {
 }
 
 TEST(Skinning, RestPoseDrawsTheSamePixelsAsNoSkeleton) {
-    // A lit Gouraud sphere, moved and turned, weighted over three bones whose
-    // rest frames are turned too; posed exactly at rest, and then with
-    // bones posed but no weights, it must draw the pixels of the plain mesh.
-    for (bool depth : {true, false}) {
-        std::vector<uint16_t> plain, skinned, unweighted;
-        for (int variant = 0; variant < 3; ++variant) {
-            Stage s(depth);
-            E3DMesh *m = SphereCreate(3.0f, nullptr, 12, 16, 0xC08040);
-            ASSERT_NE(m, nullptr);
-            ActivateMesh(m);
-            SetMeshShadeMode(&m->node, 7);
-            SetMeshModelPosition(m, 0.5f, -0.25f, 12.0f);
-            SetMeshModelOrientation(m, 20.0f, 35.0f, -10.0f);
-            SetMaterialColor(GetMeshDefaultMaterial(m), 1, 220.0f, 180.0f, 90.0f);
-            SetMaterialShininess(GetMeshDefaultMaterial(m), 8.0f);
-            SetMaterialSpecularLevel(GetMeshDefaultMaterial(m), 0.5f);
-            SetMaterialColor(GetMeshDefaultMaterial(m), 3, 255.0f, 255.0f, 255.0f);
-            E3DSkeleton *k = nullptr;
-            if (variant > 0) {
-                k = Arm(1.5f, 1.0f, 0.25f);
+    // A lit sphere, moved and turned, weighted over three bones whose rest
+    // frames are turned too. Posed exactly at rest, posed back to rest after
+    // a bent frame, with its skeleton removed after that, and with bones
+    // posed but no weights, it must draw the pixels of the plain mesh: a
+    // bent frame's world-space face planes must not outlive it.
+    for (bool depth : {true, false})
+        for (uint32_t shade : {3u, 7u}) {
+            SCOPED_TRACE(std::string(depth ? "depth" : "painter's") + " shade " + std::to_string(shade));
+            std::vector<uint16_t> plain;
+            for (int variant = 0; variant < 3; ++variant) {
+                Stage s(depth);
+                E3DMesh *m = SphereCreate(3.0f, nullptr, 12, 16, 0xC08040);
+                ASSERT_NE(m, nullptr);
+                ActivateMesh(m);
+                SetMeshShadeMode(&m->node, shade);
+                SetMeshModelPosition(m, 0.5f, -0.25f, 12.0f);
+                SetMeshModelOrientation(m, 20.0f, 35.0f, -10.0f);
+                SetMaterialColor(GetMeshDefaultMaterial(m), 1, 220.0f, 180.0f, 90.0f);
+                SetMaterialShininess(GetMeshDefaultMaterial(m), 8.0f);
+                SetMaterialSpecularLevel(GetMeshDefaultMaterial(m), 0.5f);
+                SetMaterialColor(GetMeshDefaultMaterial(m), 3, 255.0f, 255.0f, 255.0f);
+                AssignMeshToScene(s.scene, m, 0);
+                const float white[4] = {1, 1, 1, 0}, at[3] = {-6, 5, 0};
+                E3DLight *light = CreateOmniLight(at, white, 1.0f, 1.0f, 100.0f, 0);
+                SetLightStatus(light, 1, 0);
+                AssignLightToScene(s.scene, light, 1);
+                if (variant == 0) {
+                    Redraw(s);
+                    plain = Frame(s);
+                    EXPECT_GT(s.Written(), 200);
+                    continue;
+                }
+                E3DSkeleton *k = Arm(1.5f, 1.0f, 0.25f);
                 const float turn[3] = {10.0f, -30.0f, 45.0f};
                 SetBoneOrientation(GetBonePointerByName(k, "elbow"), turn, 1);
                 ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
+                EXPECT_EQ(m->meshKind, 2);
+                E3DBone *elbow = GetBonePointerByName(k, "elbow");
                 if (variant == 1) {
                     for (int v = 0; v < m->vertexCount; ++v) Weigh(m, v, v % 3, 0.375f, (v + 1) % 3, 0.625f);
+                    Redraw(s);
+                    EXPECT_EQ(Frame(s), plain) << "at rest";
+                    Pose(k, "elbow", 0.0f, 0.0f, 60.0f);
+                    Redraw(s);
+                    EXPECT_NE(Frame(s), plain) << "bent";
+                    std::memcpy(elbow->poseMatrix, elbow->restMatrix, sizeof elbow->poseMatrix);
+                    Redraw(s);
+                    EXPECT_EQ(Frame(s), plain) << "back at rest after a bent frame";
+                    Pose(k, "elbow", 0.0f, 0.0f, 60.0f);
+                    Redraw(s);
+                    RemoveSkeletonFromMesh(m);
+                    Redraw(s);
+                    EXPECT_EQ(Frame(s), plain) << "skeleton removed after a bent frame";
                 } else {
                     Pose(k, "elbow", 0.0f, 0.0f, 60.0f);  // posed, but nothing weighs on it
+                    Redraw(s);
+                    EXPECT_EQ(Frame(s), plain) << "unweighted";
                 }
-            }
-            AssignMeshToScene(s.scene, m, 0);
-            const float white[4] = {1, 1, 1, 0}, at[3] = {-6, 5, 0};
-            E3DLight *light = CreateOmniLight(at, white, 1.0f, 1.0f, 100.0f, 0);
-            SetLightStatus(light, 1, 0);
-            AssignLightToScene(s.scene, light, 1);
-            Redraw(s);
-            (variant == 0 ? plain : variant == 1 ? skinned : unweighted) = Frame(s);
-            EXPECT_GT(s.Written(), 200);
-            EXPECT_TRUE(s.GuardsIntact());
-            if (k) {
-                EXPECT_EQ(m->meshKind, 2);
+                EXPECT_TRUE(s.GuardsIntact());
                 RemoveSkeletonFromMesh(m);
                 DeleteSkeleton(k);
             }
         }
-        EXPECT_EQ(skinned, plain) << (depth ? "depth" : "painter's");
-        EXPECT_EQ(unweighted, plain) << (depth ? "depth" : "painter's");
+}
+
+TEST(Skinning, AGrownMeshKeepsItsSkinAndVerticesAddedLaterHaveNoEntry) {
+    for (bool depth : {true, false}) {
+        e3dtest::LeakCheck leaks;
+        {
+            Stage s(depth);
+            E3DMesh *m = CreateMesh(0, 0, 0xFFFFFF);
+            const float corners[4][2] = {{-2, 1}, {2, 1}, {2, -1}, {-2, -1}};
+            for (const auto &c : corners) ASSERT_EQ(AddMeshVertex(m, c[0], c[1], 10.0f), 1);
+            ASSERT_EQ(AddMeshTriPolygon(m, 0, 1, 2, 0, 0), 1);
+            E3DSkeleton *k = Arm();
+            ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
+            Weigh(m, 1, 1, 1.0f);
+            // Grown past the skin array: the new vertex has no entry to set or read.
+            ASSERT_EQ(AddMeshVertex(m, 0.0f, -3.0f, 10.0f), 1);
+            ASSERT_EQ(AddMeshTriPolygon(m, 0, 2, 4, 0, 0), 1);
+            int32_t bones[4] = {1, -1, -1, -1};
+            float weights[4] = {1, 0, 0, 0};
+            EXPECT_EQ(SetVertexBoneWeights(m, 4, bones, weights), 0);
+            EXPECT_EQ(GetVertexBoneWeights(m, 4, bones, weights), 0);
+            // Validation makes a new record that keeps skeleton and weights.
+            m = ValidateMesh(m);
+            ASSERT_NE(m, nullptr);
+            EXPECT_EQ(m->meshKind, 2);
+            EXPECT_EQ(m->skeleton, k);
+            ASSERT_EQ(GetVertexBoneWeights(m, 1, bones, weights), 1);
+            EXPECT_EQ(bones[0], 1);
+            EXPECT_EQ(weights[0], 1.0f);
+            SetMeshShadeMode(&m->node, 1);
+            SetMeshCullMode(&m->node, 0x08);
+            AssignMeshToScene(s.scene, m, 0);
+            Pose(k, "elbow", 0.0f, 0.0f, 90.0f);
+            Redraw(s);
+            EXPECT_GT(s.Written(), 50);
+            EXPECT_TRUE(s.GuardsIntact());
+            // Vertex 1 turned about the elbow at (1, 0); the added one is rigid.
+            ExpectNear3(m->vertices[1].worldPosition, 0.0f, 1.0f, 10.0f, 1e-5f, "turned", 1);
+            ExpectNear3(m->vertices[4].worldPosition, 0.0f, -3.0f, 10.0f, 0.0f, "rigid", 4);
+            DeleteSkeleton(k);
+        }  // the scene frees the mesh
+        leaks.Check();
     }
 }
 
@@ -650,7 +710,9 @@ TEST(Skinning, CullingNeverDropsAVisibleDeformedMesh) {
         AssignMeshToScene(s.scene, m, 0);
         Redraw(s);
         EXPECT_GT(s.Written(), 200);
-        EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 1);
+        // Visible meshes are counted by the flags the walk finds, before the
+        // skeleton: this one's own box is off screen.
+        EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 0);
         EXPECT_FALSE(m->state & 0x20000u);
         // The skeleton's sphere encloses the deformed ribbon (x -2 .. 2).
         EXPECT_NEAR(k->sphere->center[0], 0.0f, 1e-5f);
@@ -666,6 +728,21 @@ TEST(Skinning, CullingNeverDropsAVisibleDeformedMesh) {
         EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 0);
         RemoveSkeletonFromMesh(m);
         DeleteSkeleton(k);
+        RemoveMeshFromScene(s.scene, m, 0);
+        // Own box in view, every deformed vertex posed away: culled, but
+        // counted, as any mesh whose flags pass the walk.
+        E3DMesh *centred = Ribbon(4, -2.0f, 2.0f, 10.0f, 0xFF0000);
+        k = Arm(1.0f, 1.0f, 10.0f);
+        ASSERT_EQ(AssignSkeletonToMesh(centred, k), 1);
+        for (int v = 0; v < centred->vertexCount; ++v) Weigh(centred, v, 1, 1.0f);
+        SetBonePosition(GetBonePointerByName(k, "elbow"), away, 0);
+        AssignMeshToScene(s.scene, centred, 0);
+        Redraw(s);
+        EXPECT_EQ(s.Written(), 0);
+        EXPECT_TRUE(centred->state & 0x20000u);
+        EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 1);
+        DeleteSkeleton(k);
+        DeleteMesh(m);
     }
 
     // Random poses of the three bones: whenever some deformed vertex lies
