@@ -1067,7 +1067,10 @@ E3D_API E3DMesh *BillboardCreate(float size, const float *scale, uint32_t colour
  * (width/height 2w, 2h; pitch w; scissor w x h). Otherwise draws into the
  * caller's surface (pixels and byte pitch of the bitmap record). depth = 1
  * adds a depth buffer when it can be allocated. NULL on failure.
- * Guard: w or h below 1, or sizes beyond 32-bit byte counts, give NULL. */
+ * Guard: w or h below 1, or sizes beyond 32-bit byte counts, give NULL; so
+ * does a caller's surface without pixels, with a byte pitch below 2 * w, or
+ * narrower or lower than w x h where its width or height is set (a width or
+ * height of 0 is taken as not given: then only the pitch is checked). */
 E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_t w, int32_t h, int32_t depth, int32_t own);
 /* Frees the depth buffer, the frame buffer when owned, and the record.
  * Guard: when it is the fillers' current viewport, they draw nothing until

@@ -46,6 +46,12 @@ extern "C" E3D_API int32_t SetViewportDepthState(E3DViewport *v, int32_t state) 
 extern "C" E3D_API E3DViewport *CreateViewport(const E3DTexture *surface, int32_t w, int32_t h, int32_t depth,
                                                int32_t own) {
     if (w < 1 || h < 1 || (own != 1 && !surface)) return nullptr;
+    // A caller's surface must hold the viewport: pixels, a pitch of at least
+    // one row, and (where the description gives them) the sides.
+    if (own != 1 && (!surface->pixels || int64_t(surface->pitch) < 2 * int64_t(w) ||
+                     (surface->width > 0 && surface->width < w) ||
+                     (surface->height > 0 && surface->height < h)))
+        return nullptr;
     if (own == 1 && uint64_t(w) * uint64_t(h) * 8 > 0xFFFFFFFFull) return nullptr;
     // The block also carries the viewport's links on the chain of live ones.
     auto *v = static_cast<E3DViewport *>(AllocateMemory(uint32_t(e3d::kViewportBlockBytes)));

@@ -103,12 +103,12 @@ uint32_t PolygonFlags(uint32_t base, int32_t group) {
 
 bool ValidVertex(const E3DMesh *m, int32_t i) { return i >= 0 && i < m->vertexCount; }
 
-void FreeBoundingBox(E3DMesh *mesh) {
+void FreeBoundingBox(E3DMesh *mesh, bool redirectFaces = true) {
     E3DMesh *box = mesh->boundingBox;
     if (!box) return;
     if (box->sortBuffer) FreeMemory(box->sortBuffer);
     if (box->vertexNormals) FreeMemory(box->vertexNormals);  // only if a host gave it normals
-    FreeMeshRecord(box);
+    FreeMeshRecord(box, redirectFaces);
     mesh->boundingBox = nullptr;
 }
 
@@ -147,18 +147,26 @@ void FreeSortBuffer(E3DMesh *mesh) {
     // a buffer, and draws check the capacity.
 }
 
-void ReleaseMesh(E3DMesh *mesh) {
+void ReleaseMesh(E3DMesh *mesh, bool redirectFaces) {
     if (mesh->hostObject) return;
     if (!mesh->sortEntries) {
         if (mesh->polygons) FreeMemory(mesh->polygons);
         if (mesh->vertices) FreeMemory(mesh->vertices);
     }
-    FreeBoundingBox(mesh);
+    FreeBoundingBox(mesh, redirectFaces);
     if (mesh->vertexNormals) FreeMemory(mesh->vertexNormals);
     if (mesh->sortBuffer) FreeMemory(mesh->sortBuffer);
     if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
     if (mesh->node.children) FreeMemory(mesh->node.children);
-    FreeMeshRecord(mesh);
+    FreeMeshRecord(mesh, redirectFaces);
+}
+
+void DeleteMeshRecord(E3DMesh *mesh, bool redirectFaces) {
+    RemoveMeshFromAllScenes(mesh, 1);
+    if (mesh->node.parent) DetachChildFromNode(mesh->node.parent, &mesh->node);
+    if (mesh->node.childCount > 0) DetachAllChildren(&mesh->node);
+    mesh->hostObject = 0;
+    ReleaseMesh(mesh, redirectFaces);
 }
 
 void RefreshMeshMatrices(E3DMesh *mesh) {
@@ -323,11 +331,7 @@ extern "C" E3D_API void SetMeshQuadTexCoords(E3DMesh *mesh, int32_t index, float
 
 extern "C" E3D_API int32_t DeleteMesh(E3DMesh *mesh) {
     if (!mesh) return 0;
-    RemoveMeshFromAllScenes(mesh, 1);
-    if (mesh->node.parent) DetachChildFromNode(mesh->node.parent, &mesh->node);
-    if (mesh->node.childCount > 0) DetachAllChildren(&mesh->node);
-    mesh->hostObject = 0;
-    ReleaseMesh(mesh);
+    DeleteMeshRecord(mesh, true);
     return 1;
 }
 

@@ -29,8 +29,13 @@ uint32_t *NewSortBuffer(int32_t count);
 void InstallSortBuffer(E3DMesh *mesh, uint32_t *buffer, int32_t count);
 void FreeSortBuffer(E3DMesh *mesh);
 
-// The release step: frees the mesh unless it is bound to a host object.
-void ReleaseMesh(E3DMesh *mesh);
+// The release step: frees the mesh unless it is bound to a host object
+// (`redirectFaces` as for FreeMeshRecord).
+void ReleaseMesh(E3DMesh *mesh, bool redirectFaces = true);
+
+// What DeleteMesh does, with the faces of other meshes left to the caller
+// when `redirectFaces` is false (for the mesh's record and its bounding box).
+void DeleteMeshRecord(E3DMesh *mesh, bool redirectFaces);
 
 // worldMatrix from modelMatrix and baseMatrix; clears state bits 0xA0000.
 void RefreshMeshMatrices(E3DMesh *mesh);

@@ -3,6 +3,7 @@
 // polygon list sized for all mesh trees of the scene.
 #include "engine3d.h"
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 
@@ -11,6 +12,7 @@
 #include "e3dhost.h"
 #include "scene/mesh.h"
 #include "scene/scene_links.h"
+#include "scene/unhook.h"
 
 using e3d::g_engine;
 
@@ -360,12 +362,73 @@ void EmptyFromFront(E3DList &list, Take take, Destroy destroy) {
     }
 }
 
+// The mesh step of both deletes: every mesh, in list order, is taken out of
+// the scene as RemoveMeshFromScene(scene, mesh, 1) takes it, then deleted
+// unless bound to a host object. Done as one batch: the list is let go
+// whole, the scene's polygon list is not rebuilt after each mesh (the scene
+// is freed next), a deleted mesh gets no sort buffer back, and the faces that
+// used a deleted mesh's default material are found in one walk at the end.
+// Without memory for the batch, mesh by mesh from the front.
+void EmptyMeshes(E3DScene *scene) {
+    const E3DList taken = scene->meshes;
+    // Room for the meshes and for the bounding boxes freed with them.
+    const uint64_t bytes = uint64_t(taken.count) * 2 * sizeof(uintptr_t);
+    auto *order = taken.count > 0 && bytes <= 0xFFFFFFFFull ? static_cast<uintptr_t *>(AllocateMemory(uint32_t(bytes)))
+                                                           : nullptr;
+    if (!order) {
+        EmptyFromFront<E3DMesh>(scene->meshes, [&](E3DMesh *m) { RemoveMeshFromScene(scene, m, 1); },
+                                [](E3DMesh *m) { if (!m->hostObject) DeleteMesh(m); });
+        return;
+    }
+    // Sorted addresses tagged as they go: bit 0 taken out (a listed twice
+    // mesh goes once), bit 1 deleted. Records are aligned to at least 4.
+    constexpr uintptr_t kTaken = 1, kDeleted = 2, kTags = 3;
+    for (int32_t i = 0; i < taken.count; ++i) order[i] = reinterpret_cast<uintptr_t>(taken.items[i]);
+    std::sort(order, order + taken.count);
+    const auto find = [&](uintptr_t record) -> uintptr_t & {
+        return *std::lower_bound(order, order + taken.count, record,
+                                 [](uintptr_t entry, uintptr_t key) { return (entry & ~kTags) < key; });
+    };
+    scene->meshes = E3DList{0, 0, nullptr};
+    scene->flags &= ~1u;
+    InstallSceneBuffer(scene, nullptr, 0);
+    uintptr_t *boxes = order + taken.count;
+    int32_t boxCount = 0;
+    for (int32_t i = 0; i < taken.count; ++i) {
+        auto *m = static_cast<E3DMesh *>(taken.items[i]);
+        uintptr_t &entry = find(reinterpret_cast<uintptr_t>(m));
+        if (entry & kTaken) continue;
+        entry |= kTaken;
+        scene->polygonTotal -= m->treePolygonCount;
+        scene->vertexTotal -= m->vertexCount;
+        for (int32_t l = 0; l < scene->lights.count; ++l)
+            RemoveLightFromMesh(static_cast<E3DLight *>(scene->lights.items[l]), &m->node);
+        if (m->hostObject) {
+            e3d::ReplaceSortBuffer(m, m->treePolygonCount);
+        } else {
+            if (m->boundingBox) boxes[boxCount++] = reinterpret_cast<uintptr_t>(m->boundingBox);
+            e3d::DeleteMeshRecord(m, false);
+            entry |= kDeleted;
+        }
+    }
+    // The set the faces are checked against: the deleted records and their boxes.
+    int32_t freed = 0;
+    for (int32_t i = 0; i < taken.count; ++i)
+        if (order[i] & kDeleted) order[freed++] = order[i] & ~kTags;
+    for (int32_t i = 0; i < boxCount; ++i) order[freed++] = boxes[i];
+    std::sort(order, order + freed);
+    e3d::ForgetDefaultMaterials(order, freed);
+    FreeMemory(order);
+    if (taken.items) FreeMemory(taken.items);
+    InstallSceneBuffer(scene, NewSceneBuffer(TotalOf(scene)), TotalOf(scene));
+    scene->flags |= 1u;
+}
+
 }  // namespace
 
 extern "C" E3D_API void DeleteScene(E3DScene *scene) {
     if (!scene) return;
-    EmptyFromFront<E3DMesh>(scene->meshes, [&](E3DMesh *m) { RemoveMeshFromScene(scene, m, 1); },
-                            [](E3DMesh *m) { if (!m->hostObject) DeleteMesh(m); });
+    EmptyMeshes(scene);
     EmptyFromFront<E3DLight>(scene->lights, [&](E3DLight *l) { RemoveLightFromScene(scene, l); },
                              [](E3DLight *l) { if (!l->hostObject) DeleteLight(l); });
     EmptyFromFront<E3DMaterial>(scene->materials, [&](E3DMaterial *m) { RemoveFrom(scene->materials, m); },
@@ -390,8 +453,7 @@ extern "C" E3D_API void DeleteWholeScene(E3DScene *scene) {
                                                              : nullptr);
         },
         DeleteCamera);
-    EmptyFromFront<E3DMesh>(scene->meshes, [&](E3DMesh *m) { RemoveMeshFromScene(scene, m, 1); },
-                            [](E3DMesh *m) { if (!m->hostObject) DeleteMesh(m); });
+    EmptyMeshes(scene);
     EmptyFromFront<E3DLight>(scene->lights, [&](E3DLight *l) { RemoveLightFromScene(scene, l); }, DeleteLight);
     EmptyFromFront<E3DSkeleton>(scene->skeletons, [&](E3DSkeleton *k) { RemoveFrom(scene->skeletons, k); },
                                 DeleteSkeleton);

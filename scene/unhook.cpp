@@ -2,6 +2,9 @@
 // of live meshes, materials and viewports.
 #include "scene/unhook.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "core/engine_state.h"
 #include "core/live_objects.h"
 #include "e3dhost.h"
@@ -27,21 +30,42 @@ void ForEachMaterialOfTheEngine(F f) {
     ForEachLive<E3DMesh>(kLiveMesh, [&](E3DMesh *m) { f(&m->defaultMaterial); });
 }
 
-}  // namespace
-
-void ForgetMaterial(const E3DMaterial *material) {
+// Faces of every live mesh whose material is one that `gone` picks fall back
+// to their own mesh's default material.
+template <class Gone>
+void RedirectFaces(Gone gone) {
     ForEachLive<E3DMesh>(kLiveMesh, [&](E3DMesh *m) {
         if (!m->polygons) return;
         for (int32_t i = 0; i < m->polygonCount; ++i) {
             E3DPolygon &p = m->polygons[i];
-            if (p.material == material) p.material = &m->defaultMaterial;
-            if (p.backMaterial == material) p.backMaterial = &m->defaultMaterial;
+            if (p.material && gone(p.material)) p.material = &m->defaultMaterial;
+            if (p.backMaterial && gone(p.backMaterial)) p.backMaterial = &m->defaultMaterial;
         }
     });
+}
+
+// Viewports and scene lists; the faces are the caller's.
+void ForgetMaterialOutsideFaces(const E3DMaterial *material) {
     ForEachLive<E3DViewport>(kLiveViewport, [&](E3DViewport *v) {
         if (v->material == material) v->material = nullptr;
     });
     for (E3DScene *s = g_engine.sceneHead; s; s = s->next) DropFromList(s->materials, material);
+}
+
+}  // namespace
+
+void ForgetMaterial(const E3DMaterial *material) {
+    RedirectFaces([&](const E3DMaterial *used) { return used == material; });
+    ForgetMaterialOutsideFaces(material);
+}
+
+void ForgetDefaultMaterials(const uintptr_t *freed, int32_t count) {
+    if (count < 1) return;
+    constexpr uintptr_t kOffset = offsetof(E3DMesh, defaultMaterial);
+    RedirectFaces([&](const E3DMaterial *used) {
+        const uintptr_t record = reinterpret_cast<uintptr_t>(used) - kOffset;
+        return std::binary_search(freed, freed + count, record);
+    });
 }
 
 void ForgetCamera(const E3DCamera *camera) {
@@ -81,9 +105,10 @@ void ForgetTexture(const E3DTexture *texture) {
     });
 }
 
-void FreeMeshRecord(E3DMesh *mesh) {
+void FreeMeshRecord(E3DMesh *mesh, bool redirectFaces) {
     UnlinkLive(kLiveMesh, mesh);
-    ForgetMaterial(&mesh->defaultMaterial);
+    if (redirectFaces) ForgetMaterial(&mesh->defaultMaterial);
+    else ForgetMaterialOutsideFaces(&mesh->defaultMaterial);
     FreeMemory(mesh);
 }
 

@@ -3,6 +3,8 @@
 // later points into freed memory.
 #pragma once
 
+#include <cstdint>
+
 #include "engine3d.h"
 
 namespace e3d {
@@ -25,8 +27,15 @@ void ForgetSkeleton(const E3DSkeleton *skeleton);
 // SetMaterialTexture(material, layer, NULL, 0) empties it.
 void ForgetTexture(const E3DTexture *texture);
 
+// Faces of live meshes that use the default material of one of `count` freed
+// mesh records (their addresses, sorted) fall back to their own: the walk a
+// batch of deletes makes once instead of once per mesh.
+void ForgetDefaultMaterials(const uintptr_t *freed, int32_t count);
+
 // Frees a mesh record (the block of a one-block mesh) after taking it off
-// the chain of live meshes and redirecting whatever used its default material.
-void FreeMeshRecord(E3DMesh *mesh);
+// the chain of live meshes and redirecting whatever used its default material
+// (the faces of other meshes only when `redirectFaces`: a batch of deletes
+// redirects them once at its end with ForgetDefaultMaterials).
+void FreeMeshRecord(E3DMesh *mesh, bool redirectFaces = true);
 
 }  // namespace e3d

@@ -864,12 +864,13 @@ void OpViewport(Input &in) {
         int32_t w = in.I(), h = in.I();
         const E3DTexture *surface = nullptr;
         if (own != 1) {
-            // The caller's surface: its own size, or a part of it.
+            // The caller's surface: its own size, a part of it, or more than
+            // it holds (refused; the guard zones tell if it were not).
             const Surface &s = g_surface[in.Pick(kSurfaces)];
             if (s.memory.empty()) return;
             surface = &s.desc;
-            w = in.Bit() ? s.width : 1 + in.Pick(s.width);
-            h = in.Bit() ? s.height : 1 + in.Pick(s.height);
+            w = in.Bit() ? s.width : 1 + in.Pick(s.width + 64);
+            h = in.Bit() ? s.height : 1 + in.Pick(s.height + 64);
         }
         Store(L.viewport, in.Pick(kViewports), CreateViewport(surface, w, h, depth, own), DelViewport);
         return;

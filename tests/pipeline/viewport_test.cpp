@@ -142,6 +142,38 @@ TEST(Viewport, FailedAllocationsLeaveNothingBehind) {
     EXPECT_EQ(CreateViewport(nullptr, 64, 48, 0, 0), nullptr) << "no surface to borrow";
 }
 
+TEST(Viewport, ACallerSurfaceMustHoldTheViewport) {
+    // Surfaces of 160 x 120 (byte pitch 320, unless a case says otherwise).
+    struct Case {
+        int w, h, pitch, surfaceW, surfaceH;
+        bool pixels, made;
+    } cases[] = {
+        {160, 120, 320, 160, 120, true, true},   // exactly the surface
+        {100, 50, 320, 160, 120, true, true},    // a corner of it
+        {640, 480, 1280, 160, 120, true, false}, // pitch fits, the rows do not
+        {161, 120, 322, 160, 120, true, false},  // one column too wide
+        {160, 121, 320, 160, 120, true, false},  // one row too low
+        {160, 120, 318, 160, 120, true, false},  // pitch below the width
+        {160, 120, -320, 160, 120, true, false}, // negative pitch
+        {160, 120, 320, 0, 0, true, true},       // sides not given: pitch decides
+        {161, 120, 320, 0, 0, true, false},
+        {160, 120, 320, 160, 120, false, false}, // no pixels
+    };
+    std::vector<uint16_t> pixels(160 * 120 + 8, 0x1234);
+    for (const Case &c : cases) {
+        e3dtest::LeakCheck leaks;
+        E3DTexture surface{};
+        surface.pixels = c.pixels ? pixels.data() : nullptr;
+        surface.pitch = c.pitch;
+        surface.width = c.surfaceW;
+        surface.height = c.surfaceH;
+        E3DViewport *v = CreateViewport(&surface, c.w, c.h, 1, 0);
+        EXPECT_EQ(v != nullptr, c.made) << c.w << " x " << c.h << " pitch " << c.pitch;
+        DeleteViewport(v);
+        leaks.Check();
+    }
+}
+
 TEST(Viewport, PaddedSurfaceDrawsEveryRowInBothPasses) {
     // A 64 x 48 picture in rows of 80 pixels: the depth buffer follows the
     // row length, so the depth pass reaches the last row as the sorted pass

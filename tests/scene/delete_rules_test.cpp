@@ -224,6 +224,52 @@ TEST(DeleteRules, ADeletedMeshLendsItsDefaultMaterialToNoOne) {
     leaks.Check();
 }
 
+TEST(DeleteRules, ADeletedSceneLendsTheDefaultMaterialsOfItsMeshesToNoOne) {
+    // Scene `gone` holds many lenders (one listed twice by hand, one bound to
+    // a host object and so spared) and a lit child tree; the stage's scene
+    // holds the borrower, whose faces use their default materials.
+    for (bool whole : {false, true}) {
+        e3dtest::LeakCheck leaks;
+        {
+            Stage s(true);
+            E3DMesh *borrower = MakeQuadAt(3, 0x0000FF);
+            AssignMeshToScene(s.scene, borrower, 0);
+            const std::vector<uint16_t> own = Frame(s);
+            E3DScene *gone = CreateScene();
+            const float white[4] = {1, 1, 1, 0}, at[3] = {0, 0, 0};
+            E3DLight *light = CreateOmniLight(at, white, 1, 1, 100, 0);
+            AssignLightToScene(gone, light, 0);
+            std::vector<E3DMesh *> lenders;
+            for (int i = 0; i < 40; ++i) {
+                lenders.push_back(MakeQuadAt(-3, 0x010101u * uint32_t(i)));
+                ASSERT_EQ(AssignMeshToScene(gone, lenders.back(), 1), lenders.back());
+            }
+            AttachChildToNode(&lenders[5]->node, &MakeQuadAt(0, 0x00FF00)->node);
+            AddListElement(&gone->meshes, lenders[7]);
+            E3DMesh *bound = lenders[9];
+            bound->hostObject = 1;
+            SetFaceMaterial(borrower, 0, &lenders[3]->defaultMaterial, 0, 0);
+            SetFaceMaterial(borrower, 1, &bound->defaultMaterial, 0, 0);
+            SetFaceMaterial(borrower, 1, &lenders[30]->defaultMaterial, 0, 1);
+            whole ? DeleteWholeScene(gone) : DeleteScene(gone);
+            EXPECT_EQ(GetFaceMaterial(borrower, 0, 0), &borrower->defaultMaterial);
+            EXPECT_EQ(GetFaceMaterial(borrower, 1, 1), &borrower->defaultMaterial);
+            // The bound lender lives on, outside every scene, with its own
+            // sort buffer and without the scene's light.
+            EXPECT_EQ(GetFaceMaterial(borrower, 1, 0), &bound->defaultMaterial);
+            EXPECT_EQ(IsMeshAssigned(bound), 0);
+            EXPECT_EQ(bound->sortCapacity, bound->treePolygonCount);
+            EXPECT_EQ(bound->lights[0], nullptr);
+            SetFaceMaterial(borrower, 1, &borrower->defaultMaterial, 0, 0);
+            EXPECT_EQ(Frame(s), own);
+            EXPECT_EQ(s.scene->meshes.count, 1);
+            bound->hostObject = 0;
+            DeleteMesh(bound);
+        }
+        leaks.Check();
+    }
+}
+
 TEST(DeleteRules, ADeletedViewportLeavesScenesAndMeshes) {
     e3dtest::LeakCheck leaks;
     {
