@@ -43,3 +43,20 @@ separate_arguments(c_flags UNIX_COMMAND "${C_FLAGS} ${LINK_FLAGS}")
 run("build with pkg-config" ${C_COMPILER} ${c_flags} ${CONSUMER_DIR}/consumer.c ${pc_flags}
     -Wl,-rpath,${pc_libdir} -o ${WORK_DIR}/pkg-config-consumer)
 run("run the pkg-config consumer" ${EMULATOR} ${WORK_DIR}/pkg-config-consumer)
+
+# 3. A fully static program through pkg-config --static (the sanitizers'
+# runtimes cannot be linked statically: that build skips it).
+if(C_FLAGS MATCHES "-fsanitize")
+  message(STATUS "fully static consumer: skipped under the sanitizers")
+  return()
+endif()
+execute_process(COMMAND ${PKG_CONFIG} --static --cflags --libs engine3d OUTPUT_VARIABLE pc_static
+  OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(pc_static UNIX_COMMAND "${pc_static}")
+run("build fully static with pkg-config --static" ${C_COMPILER} ${c_flags} ${CONSUMER_DIR}/consumer.c ${pc_static}
+    -static -o ${WORK_DIR}/static-consumer)
+file(READ ${WORK_DIR}/static-consumer elf_head LIMIT 4096 HEX)
+if(elf_head MATCHES "2f6c6962[0-9a-f]*2f6c642d")  # "/lib.../ld-": an interpreter
+  message(FATAL_ERROR "the static consumer still names a dynamic loader")
+endif()
+run("run the fully static consumer" ${EMULATOR} ${WORK_DIR}/static-consumer)

@@ -20,6 +20,27 @@
  * Where Engine3D goes beyond the letter of its design, the comment of the
  * function says so ("Guard:"): such guards never change a result that the
  * design defines for finite, in-range input.
+ *
+ * Before the first frame (the README's "A first frame" program does all this)
+ * - Space: view space has x to the right, y up and z into the screen (a
+ *   left-handed system); screen y grows downward. A polygon's front is the
+ *   side from which its corners, in the order given to SetMeshTriPolygon or
+ *   SetMeshQuadPolygon, run clockwise on screen.
+ * - Depth: the depth buffer holds (1/z) * 2^30, larger is nearer; clear it
+ *   with ClearViewportDepthBuffer(v, 0), which makes every pixel pass.
+ * - A generated or built mesh draws only once active: call ActivateMesh (or
+ *   ValidateMesh for a mesh built by hand) before AssignMeshToScene.
+ * - Nothing draws until the viewport is enabled:
+ *   SetViewportType(v, E3D_VIEWPORT_TYPE1 | E3D_VIEWPORT_ENABLED).
+ * - The colour given to CreateMesh or a generator is the default material's
+ *   ambient colour (E3D_COLOR_AMBIENT), which lights do not change. A lit
+ *   mesh needs a diffuse colour: SetMaterialColor(GetMeshDefaultMaterial(m),
+ *   E3D_COLOR_DIFFUSE, r, g, b), and a light switched on with SetLightStatus.
+ * - AssignLightToScene(scene, light, 1) gives the light to the meshes the
+ *   scene holds now, not to meshes assigned later: assign meshes first, or
+ *   assign later meshes with AssignMeshToScene(scene, mesh, 1).
+ * - A triangle AddMeshTriPolygon refuses (a bad or repeated corner) still
+ *   takes its slot, so ValidateMesh then refuses the whole mesh.
  */
 #ifndef ENGINE3D_H
 #define ENGINE3D_H
@@ -44,11 +65,14 @@ extern "C" {
  * fields: combine them with | where a setter takes several (for example
  * SetViewportType(v, E3D_VIEWPORT_TYPE1 | E3D_VIEWPORT_ENABLED)).
  *
- * Colour ranges: material colours (SetMaterialColor, GetMaterialColor) and
- * SetLightColor / GetLightColor take 0..255 per channel; the colour array
- * given to CreateOmniLight and CreateDirectLight, and the light record's
- * color field, hold 0..1. Mesh, generator and polygon colours are packed
- * 0x00RRGGBB words; pixels are 5-5-5 (red bits 10-14, blue 0-4).
+ * Colour ranges:
+ *   0..255 per channel    SetMaterialColor, GetMaterialColor, SetLightColor,
+ *                         GetLightColor
+ *   0..1 per channel      the colour array of CreateOmniLight and
+ *                         CreateDirectLight; the light record's color field
+ *   0x00RRGGBB word       CreateMesh, the generators, polygon colours
+ *   5-5-5 pixel           frame buffers and textures: red bits 10-14,
+ *                         green 5-9, blue 0-4
  * ====================================================================== */
 
 /* Viewport type and drawing switch (SetViewportType): a type of 1..3 with
@@ -530,7 +554,8 @@ E3D_API int32_t AddMeshVertex(E3DMesh *mesh, float x, float y, float z);
 /* Sets a vertex position; 0 when index < 0 or index > vertexCount. */
 E3D_API int32_t SetMeshVertex(E3DMesh *mesh, int32_t index, float x, float y, float z);
 /* Appends a triangle (a, b, c) to a mesh being grown; the result of
- * SetMeshTriPolygon on the new slot, or 0. */
+ * SetMeshTriPolygon on the new slot, or 0. A refused triangle still takes
+ * its slot, so ValidateMesh then refuses the mesh. */
 E3D_API int32_t AddMeshTriPolygon(E3DMesh *mesh, int32_t a, int32_t b, int32_t c, int32_t spare, int32_t group);
 /* Sets triangle `index` to (a, b, c) (stored c, b, a) with smoothing group
  * (dropped when 32 or above); 0 for a bad index or repeated corners. */
@@ -836,7 +861,8 @@ E3D_API int32_t IsMeshAssigned(const E3DMesh *mesh);
 E3D_API int32_t AssignSkeletonToScene(E3DScene *scene, E3DSkeleton *skeleton);
 E3D_API int32_t AssignCameraToScene(E3DScene *scene, E3DCamera *camera);
 E3D_API int32_t AssignMaterialToScene(E3DScene *scene, E3DMaterial *material);
-/* flags bit 0: also assign the light to every mesh of the scene. */
+/* flags bit 0: also assign the light to every mesh the scene holds now
+ * (meshes assigned later get it only through AssignMeshToScene's bit 0). */
 E3D_API int32_t AssignLightToScene(E3DScene *scene, E3DLight *light, uint32_t flags);
 E3D_API int32_t RemoveSkeletonFromScene(E3DScene *scene, E3DSkeleton *skeleton);
 /* Removing the active camera makes the first remaining one active. */
@@ -1015,7 +1041,8 @@ E3D_API void CreateLookAtMatrix(const float *a, const float *b, float *out);
  * with a counter per base name, meshKind 1) or NULL. The generators do
  * not set the active bit: call ActivateMesh before
  * AssignMeshToScene or DrawMesh. scale may be NULL for (1, 1, 1). The
- * colour goes to the default material. Sizes that are not positive are
+ * colour goes to the default material's ambient slot (lit meshes need a
+ * diffuse colour too: see "Before the first frame" above). Sizes that are not positive are
  * refused (a size that is not a number is not).
  * ====================================================================== */
 
@@ -1212,8 +1239,6 @@ E3D_API void DrawLine2D(E3DViewport *viewport, float x0, float y0, float x1, flo
 E3D_API void DrawTriangle2D(E3DPolygon *polygon, E3DVertex *vertices, E3DViewport *viewport);
 /* Lays the viewport's material (colour, or a texture slot that stays chosen across calls) over the scissor; no material: nothing. Guard: draw modes past the selection table draw nothing. */
 E3D_API void DrawViewportPostFX(E3DViewport *viewport);
-
-/* @@SECTIONS@@ : later families are added above this line, one section each. */
 
 #ifdef __cplusplus
 }
