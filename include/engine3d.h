@@ -10,6 +10,12 @@
  * - Objects are plain records handed out as pointers. The caller owns what
  *   it creates and frees it with the matching Delete... function.
  * - Failure is a NULL or 0 result; there are no error codes or messages.
+ * - Guard: a NULL where a call needs an object, a name or an array changes
+ *   nothing and gives the call's failure value: NULL, 0 (0.0 for a float),
+ *   -1 for the index look-ups GetListElementIndex and GetBoneIndexByName,
+ *   nothing for a void call. A NULL given a meaning below keeps it (a
+ *   generator's scale, the NULL scene of the Remove...FromScene calls,
+ *   SetViewportCamera's camera, a material or texture NULL that clears).
  * - Every byte comes from the host support library (AllocateMemory /
  *   FreeMemory); the engine starts no threads and reads no files.
  * - The engine is single-threaded and not re-entrant: serialise all calls.
