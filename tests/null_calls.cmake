@@ -1,10 +1,13 @@
 # Writes OUT: one table entry for every E3D_API declaration of HEADER. An
 # export with a pointer parameter is called with every argument zero (null
 # pointers, 0 numbers); one without gets no call, since nothing of it can be
-# null. Run at build time, so a new export joins the table by itself.
+# null. An export with several pointer parameters also gets one call for each
+# of them, null there and live objects (Live{}) in the other pointers. Run at
+# build time, so a new export joins the tables by itself.
 file(READ ${HEADER} header)
 string(REGEX MATCHALL "\nE3D_API[^;]*\\)" decls "${header}")
 set(body "")
+set(mixed "")
 set(count 0)
 foreach(decl IN LISTS decls)
   string(REGEX REPLACE "[\r\n\t ]+" " " decl "${decl}")
@@ -28,6 +31,36 @@ foreach(decl IN LISTS decls)
     endforeach()
   endif()
   string(APPEND body "    {\"${name}\", +[] { return Observe([] { return ${name}(${args}); }); }},\n")
+  # One live-but-one call per pointer parameter.
+  string(REPLACE "," ";" param_list "${params}")
+  set(pointers "")
+  set(i 0)
+  foreach(p IN LISTS param_list)
+    if(p MATCHES "\\*")
+      list(APPEND pointers ${i})
+    endif()
+    math(EXPR i "${i} + 1")
+  endforeach()
+  list(LENGTH pointers np)
+  if(np LESS 2)
+    continue()
+  endif()
+  foreach(nulled IN LISTS pointers)
+    set(args "")
+    set(i 0)
+    foreach(p IN LISTS param_list)
+      if(i GREATER 0)
+        string(APPEND args ", ")
+      endif()
+      if(p MATCHES "\\*" AND NOT i EQUAL nulled)
+        string(APPEND args "Live{}")
+      else()
+        string(APPEND args "{}")
+      endif()
+      math(EXPR i "${i} + 1")
+    endforeach()
+    string(APPEND mixed "    {\"${name}\", ${nulled}, +[] { return Observe([] { return ${name}(${args}); }); }},\n")
+  endforeach()
 endforeach()
 set(text "// Written by tests/null_calls.cmake from include/engine3d.h: do not edit.
 #include \"engine3d.h\"
@@ -38,6 +71,10 @@ namespace e3dtest {
 const NullCall kNullCalls[] = {
 ${body}};
 const int kNullCallCount = ${count};
+
+const MixedCall kMixedCalls[] = {
+${mixed}};
+const int kMixedCallCount = sizeof kMixedCalls / sizeof kMixedCalls[0];
 
 }  // namespace e3dtest
 ")
