@@ -469,11 +469,12 @@ E3D_API void RadixFloatSorter(uint32_t n, const float *keys, uint32_t *indices);
 
 /* Hangs child under parent (moving it from a former parent); a mesh under a
  * mesh joins its root's tree: polygon counts and sort buffers follow, and
- * the child leaves every scene. Always 1. Cycles are not refused: never
- * attach a node under its own descendant. Validate a grown mesh before
- * attaching it. Guard: when the child array or a polygon list the attach
- * needs cannot be had, the child is left unattached (still 1) and every
- * tree and scene stays as it was. */
+ * the child leaves every scene. Always 1. Validate a grown mesh before
+ * attaching it. Guard: an attach that would make a node its own ancestor
+ * (under itself or under a descendant) is refused with 0, changing nothing;
+ * when the child array or a polygon list the attach needs cannot be had,
+ * the child is left unattached (still 1) and every tree and scene stays as
+ * it was. */
 E3D_API int32_t AttachChildToNode(E3DNode *parent, E3DNode *child);
 /* Unhooks child from parent; 1 when it was a child, else 0. A detached mesh
  * becomes the root of its own tree with a sort buffer of its own.
