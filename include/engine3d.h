@@ -884,7 +884,10 @@ E3D_API E3DSkeleton *SearchSkeletonByName(const E3DScene *scene, const char *nam
  * ====================================================================== */
 
 /* Camera at position looking at target (3 floats each), roll and fov in
- * degrees, near as given; far 100000000; named "CameraNN". NULL on failure. */
+ * degrees, near as given; far 100000000; named "CameraNN". NULL on failure.
+ * Guard: fov follows SetCameraFov's rule (out of range or NaN: 60); a near
+ * that is no positive distance up to far (zero, negative, NaN, infinite or
+ * beyond 100000000) is taken as 10, the least SetCameraNear accepts. */
 E3D_API E3DCamera *CreateCamera(const float *position, const float *target, float roll, float fov, float near);
 /* Removes the camera from scenes and parents and frees it. Guard: viewports
  * lose it (and draw nothing until they get another); children of the camera
@@ -899,13 +902,14 @@ E3D_API float *GetCameraPosition(float *out, const E3DCamera *camera, int32_t wh
 /* Roll in degrees, applied after the look direction. Returns the camera. */
 E3D_API E3DCamera *SetCameraRoll(E3DCamera *camera, float roll);
 E3D_API float GetCameraRoll(const E3DCamera *camera);
-/* fov <= 0 or > 180 stores 60. */
+/* fov <= 0 or > 180 stores 60. Guard: so does NaN. */
 E3D_API void SetCameraFov(E3DCamera *camera, float fov);
 E3D_API float GetCameraFov(const E3DCamera *camera);
-/* Stored only when 10 <= near <= far. */
+/* Stored only when 10 <= near <= far. Guard: NaN is never stored. */
 E3D_API void SetCameraNear(E3DCamera *camera, float near);
 E3D_API float GetCameraNear(const E3DCamera *camera);
-/* Stored only when far >= near. Returns the camera. */
+/* Stored only when far >= near. Returns the camera. Guard: NaN and
+ * infinity are never stored. */
 E3D_API E3DCamera *SetCameraFar(E3DCamera *camera, float far);
 E3D_API float GetCameraFar(const E3DCamera *camera);
 /* focal = centerX / tan(fov / 2), times aspect * -0.75 unless the viewport
