@@ -300,7 +300,9 @@ extern "C" E3D_API E3DViewport *GetSceneViewport(const E3DScene *scene) { return
 extern "C" E3D_API int32_t GetSceneNumberOfMeshes(const E3DScene *scene) { return scene ? scene->meshes.count : 0; }
 extern "C" E3D_API int32_t GetSceneNumberOfCameras(const E3DScene *scene) { return scene ? scene->cameras.count : 0; }
 extern "C" E3D_API int32_t GetSceneNumberOfLights(const E3DScene *scene) { return scene ? scene->lights.count : 0; }
-extern "C" E3D_API int32_t GetSceneNumberOfVisibleMeshes(const E3DScene *scene) { return scene ? scene->visibleMeshCount : 0; }
+extern "C" E3D_API int32_t GetSceneNumberOfVisibleMeshes(const E3DScene *scene) {
+    return scene ? scene->visibleMeshCount : 0;
+}
 
 extern "C" E3D_API E3DMesh *SearchMeshByIndex(const E3DScene *scene, int32_t index) {
     if (!scene) return nullptr;

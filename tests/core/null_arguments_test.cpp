@@ -24,7 +24,7 @@ struct World {
     uint16_t pixels[64] = {};
     E3DScene *scene = CreateScene();
     E3DMesh *mesh = ActivateMesh(CubeCreate(10, nullptr, 0xFFFFFF));
-    E3DCamera *camera = MakeCameraAtOrigin();
+    E3DCamera *camera = CreateCamera(floats, floats, 0, 60, 1);
     E3DLight *light = CreateOmniLight(floats, floats, 1, 0, 100, 0);
     E3DMaterial *material = CreateMaterial(GetMeshDefaultMaterial(mesh));
     E3DSkeleton *skeleton = CreateSkeleton();
@@ -33,12 +33,12 @@ struct World {
     E3DTexture *texture = CreateCheckerTexture(4, 4, 2, 0, 0x7FFF);
     E3DBVSphere *sphere = CreateBVSphere();
 
-    static E3DCamera *MakeCameraAtOrigin() {
-        const float eye[3] = {0, 0, -50}, at[3] = {0, 0, 0};
-        return CreateCamera(eye, at, 0, 60, 1);
-    }
     bool Complete() const {
         return scene && mesh && camera && light && material && skeleton && bone && viewport && texture && sphere;
+    }
+    LiveObjects Objects() {
+        return {sphere, bone, camera, light, &list, material, mesh, &mesh->node, &mesh->polygons[0], scene,
+                skeleton, texture, mesh->vertices, viewport, name, floats, ints, words, pixels, mesh};
     }
     ~World() {
         do RemoveListElement(&list, nullptr);
@@ -56,8 +56,6 @@ struct World {
         DeleteBVSphere(sphere);
     }
 };
-
-World *g_world = nullptr;
 
 // Index look-ups fail with -1, since 0 is an index.
 const std::set<std::string> kIndexLookups = {"GetListElementIndex", "GetBoneIndexByName"};
@@ -82,26 +80,7 @@ void WalkNullCalls() {
 
 }  // namespace
 
-E3DBVSphere *LiveObject(Tag<E3DBVSphere>) { return g_world->sphere; }
-E3DBone *LiveObject(Tag<E3DBone>) { return g_world->bone; }
-E3DCamera *LiveObject(Tag<E3DCamera>) { return g_world->camera; }
-E3DLight *LiveObject(Tag<E3DLight>) { return g_world->light; }
-E3DList *LiveObject(Tag<E3DList>) { return &g_world->list; }
-E3DMaterial *LiveObject(Tag<E3DMaterial>) { return g_world->material; }
-E3DMesh *LiveObject(Tag<E3DMesh>) { return g_world->mesh; }
-E3DNode *LiveObject(Tag<E3DNode>) { return &g_world->mesh->node; }
-E3DPolygon *LiveObject(Tag<E3DPolygon>) { return &g_world->mesh->polygons[0]; }
-E3DScene *LiveObject(Tag<E3DScene>) { return g_world->scene; }
-E3DSkeleton *LiveObject(Tag<E3DSkeleton>) { return g_world->skeleton; }
-E3DTexture *LiveObject(Tag<E3DTexture>) { return g_world->texture; }
-E3DVertex *LiveObject(Tag<E3DVertex>) { return g_world->mesh->vertices; }
-E3DViewport *LiveObject(Tag<E3DViewport>) { return g_world->viewport; }
-char *LiveObject(Tag<char>) { return g_world->name; }
-float *LiveObject(Tag<float>) { return g_world->floats; }
-int32_t *LiveObject(Tag<int32_t>) { return g_world->ints; }
-uint32_t *LiveObject(Tag<uint32_t>) { return g_world->words; }
-uint16_t *LiveObject(Tag<uint16_t>) { return g_world->pixels; }
-void *LiveObject(Tag<void>) { return g_world->mesh; }
+LiveObjects g_live;
 
 }  // namespace e3dtest
 
@@ -130,9 +109,9 @@ TEST(NullArguments, OneNullAmongLiveObjects) {
         {
             World world;
             ASSERT_TRUE(world.Complete());
-            g_world = &world;
+            g_live = world.Objects();
             c.call();
-            g_world = nullptr;
+            g_live = {};
         }
         SCOPED_TRACE(std::string(c.name) + ", argument " + std::to_string(c.nulled) + " null");
         leaks.Check();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <tuple>
 #include <type_traits>
 
 #include "engine3d.h"
@@ -38,35 +39,17 @@ struct NullCall {
 extern const NullCall kNullCalls[];
 extern const int kNullCallCount;
 
-// Live objects by type, defined where the calls are made. A pointer type
-// without one here fails to compile, so a new export cannot slip past.
-template <class T>
-struct Tag {};
-E3DBVSphere *LiveObject(Tag<E3DBVSphere>);
-E3DBone *LiveObject(Tag<E3DBone>);
-E3DCamera *LiveObject(Tag<E3DCamera>);
-E3DLight *LiveObject(Tag<E3DLight>);
-E3DList *LiveObject(Tag<E3DList>);
-E3DMaterial *LiveObject(Tag<E3DMaterial>);
-E3DMesh *LiveObject(Tag<E3DMesh>);
-E3DNode *LiveObject(Tag<E3DNode>);
-E3DPolygon *LiveObject(Tag<E3DPolygon>);
-E3DScene *LiveObject(Tag<E3DScene>);
-E3DSkeleton *LiveObject(Tag<E3DSkeleton>);
-E3DTexture *LiveObject(Tag<E3DTexture>);
-E3DVertex *LiveObject(Tag<E3DVertex>);
-E3DViewport *LiveObject(Tag<E3DViewport>);
-char *LiveObject(Tag<char>);
-float *LiveObject(Tag<float>);
-int32_t *LiveObject(Tag<int32_t>);
-uint32_t *LiveObject(Tag<uint32_t>);
-uint16_t *LiveObject(Tag<uint16_t>);
-void *LiveObject(Tag<void>);
+// The objects the live pointers of a call point at, one of each pointer type
+// the header takes: a new pointer type fails to compile until it is added.
+using LiveObjects = std::tuple<E3DBVSphere *, E3DBone *, E3DCamera *, E3DLight *, E3DList *, E3DMaterial *, E3DMesh *,
+                               E3DNode *, E3DPolygon *, E3DScene *, E3DSkeleton *, E3DTexture *, E3DVertex *,
+                               E3DViewport *, char *, float *, int32_t *, uint32_t *, uint16_t *, void *>;
+extern LiveObjects g_live;
 
 struct Live {
     template <class T>
     operator T *() const {
-        return LiveObject(Tag<std::remove_const_t<T>>{});
+        return std::get<std::remove_const_t<T> *>(g_live);
     }
 };
 
