@@ -110,8 +110,7 @@ extern "C" E3D_API void DeleteViewport(E3DViewport *v) {
 }
 
 extern "C" E3D_API void ClearViewportDepthBuffer(E3DViewport *v, int32_t value) {
-    if (!v) return;
-    if (!v->depthBuffer) return;
+    if (!v || !v->depthBuffer) return;
     // Whole rows: horizontal scissor edges are ignored here by design.
     const float row = DepthRowLength(v);
     const float countF = (v->scissorYMax - v->scissorYMin) * row;
@@ -166,10 +165,7 @@ extern "C" E3D_API E3DViewport *SetViewportType(E3DViewport *v, uint32_t type) {
     return v;
 }
 
-extern "C" E3D_API uint32_t GetViewportType(const E3DViewport *v) {
-    if (!v) return 0;
-    return v->flags & 3u;
-}
+extern "C" E3D_API uint32_t GetViewportType(const E3DViewport *v) { return v ? v->flags & 3u : 0; }
 
 extern "C" E3D_API void *SetViewportCamera(E3DViewport *v, E3DCamera *camera) {
     if (!v) return nullptr;
@@ -177,10 +173,7 @@ extern "C" E3D_API void *SetViewportCamera(E3DViewport *v, E3DCamera *camera) {
     return camera ? static_cast<void *>(camera) : static_cast<void *>(v);
 }
 
-extern "C" E3D_API E3DCamera *GetViewportCamera(const E3DViewport *v) {
-    if (!v) return nullptr;
-    return v->camera;
-}
+extern "C" E3D_API E3DCamera *GetViewportCamera(const E3DViewport *v) { return v ? v->camera : nullptr; }
 
 extern "C" E3D_API E3DMaterial *SetViewportMaterial(E3DViewport *v, E3DMaterial *material) {
     if (!v) return nullptr;

@@ -53,8 +53,7 @@ extern "C" E3D_API void DeleteBVSphere(void *block) {
 }
 
 extern "C" E3D_API void ComputeBVSphere(E3DBVSphere *sphere, const float *points, int32_t count) {
-    if (!sphere || !points) return;
-    if (count <= 0) return;
+    if (!sphere || !points || count <= 0) return;
     float c[3] = {points[0], points[1], points[2]};
     for (int32_t i = 1; i < count; ++i) {
         c[0] += points[3 * i];

@@ -32,10 +32,7 @@ extern "C" E3D_API void SetMeshRenderMode(E3DNode *node, uint32_t mode) {
     for (int i = 0; i < node->childCount; ++i) SetMeshRenderMode(node->children[i], mode);
 }
 
-extern "C" E3D_API uint32_t GetMeshRenderMode(const E3DMesh *mesh) {
-    if (!mesh) return 0;
-    return mesh->state & 0x7F00000u;
-}
+extern "C" E3D_API uint32_t GetMeshRenderMode(const E3DMesh *mesh) { return mesh ? mesh->state & 0x7F00000u : 0; }
 
 extern "C" E3D_API void SetMeshCullMode(E3DNode *node, uint32_t mode) {
     if (!node) return;
@@ -50,10 +47,7 @@ extern "C" E3D_API void SetMeshCullMode(E3DNode *node, uint32_t mode) {
     for (int i = 0; i < node->childCount; ++i) SetMeshCullMode(node->children[i], passed);
 }
 
-extern "C" E3D_API uint32_t GetMeshCullMode(const E3DMesh *mesh) {
-    if (!mesh) return 0;
-    return mesh->state & 0x38u;
-}
+extern "C" E3D_API uint32_t GetMeshCullMode(const E3DMesh *mesh) { return mesh ? mesh->state & 0x38u : 0; }
 
 extern "C" E3D_API void SetMeshShadeMode(E3DNode *node, uint32_t mode) {
     if (!node) return;
@@ -67,10 +61,7 @@ extern "C" E3D_API void SetMeshShadeMode(E3DNode *node, uint32_t mode) {
     for (int i = 0; i < node->childCount; ++i) SetMeshShadeMode(node->children[i], passed);
 }
 
-extern "C" E3D_API uint32_t GetMeshShadeMode(const E3DMesh *mesh) {
-    if (!mesh) return 0;
-    return mesh->state & 7u;
-}
+extern "C" E3D_API uint32_t GetMeshShadeMode(const E3DMesh *mesh) { return mesh ? mesh->state & 7u : 0; }
 
 extern "C" E3D_API void HideMesh(E3DNode *node) {
     if (!node) return;
@@ -85,10 +76,7 @@ extern "C" E3D_API void ShowMesh(E3DNode *node) {
     for (int i = 0; i < node->childCount; ++i) ShowMesh(node->children[i]);
 }
 
-extern "C" E3D_API uint32_t IsHiddenMesh(const E3DMesh *mesh) {
-    if (!mesh) return 0;
-    return mesh->state & 0x4000u;
-}
+extern "C" E3D_API uint32_t IsHiddenMesh(const E3DMesh *mesh) { return mesh ? mesh->state & 0x4000u : 0; }
 
 extern "C" E3D_API E3DMesh *ActivateMesh(E3DMesh *mesh) {
     if (!mesh) return nullptr;
@@ -121,10 +109,7 @@ extern "C" E3D_API E3DViewport *SetMeshViewport(E3DMesh *mesh, E3DViewport *view
     return viewport;
 }
 
-extern "C" E3D_API E3DViewport *GetMeshViewport(const E3DMesh *mesh) {
-    if (!mesh) return nullptr;
-    return mesh->viewport;
-}
+extern "C" E3D_API E3DViewport *GetMeshViewport(const E3DMesh *mesh) { return mesh ? mesh->viewport : nullptr; }
 
 extern "C" E3D_API E3DLight **GetMeshLightList(E3DMesh *mesh) {
     if (!mesh) return nullptr;
@@ -163,10 +148,7 @@ extern "C" E3D_API E3DMesh *SetMeshPivot(E3DMesh *mesh, float x, float y, float 
     return mesh;
 }
 
-extern "C" E3D_API float *GetMeshPivot(E3DMesh *mesh) {
-    if (!mesh) return nullptr;
-    return mesh->pivot;
-}
+extern "C" E3D_API float *GetMeshPivot(E3DMesh *mesh) { return mesh ? mesh->pivot : nullptr; }
 
 extern "C" E3D_API uintptr_t SetMeshTvObject(E3DMesh *mesh, uintptr_t value) {
     if (!mesh) return 0;
@@ -174,10 +156,7 @@ extern "C" E3D_API uintptr_t SetMeshTvObject(E3DMesh *mesh, uintptr_t value) {
     return value;
 }
 
-extern "C" E3D_API uintptr_t GetMeshTvObject(const E3DMesh *mesh) {
-    if (!mesh) return 0;
-    return mesh->hostObject;
-}
+extern "C" E3D_API uintptr_t GetMeshTvObject(const E3DMesh *mesh) { return mesh ? mesh->hostObject : 0; }
 
 extern "C" E3D_API E3DMaterial *GetMeshDefaultMaterial(E3DMesh *mesh) {
     if (!mesh) return nullptr;
