@@ -47,6 +47,11 @@ void DetachAllChildren(E3DNode *node) {
 using namespace e3d;
 
 extern "C" E3D_API int32_t AttachChildToNode(E3DNode *parent, E3DNode *child) {
+    if (!parent || !child) return 0;
+    // Guard: a node never becomes its own ancestor, so every upward walk ends.
+    for (const E3DNode *n = parent; n; n = n->parent) {
+        if (n == child) return 0;
+    }
     if (child->parent) DetachChildFromNode(child->parent, child);
     const int32_t count = parent->childCount + 1;
     auto **grown = static_cast<E3DNode **>(AllocateMemory(uint32_t(count) * sizeof(E3DNode *)));
@@ -72,7 +77,7 @@ extern "C" E3D_API int32_t AttachChildToNode(E3DNode *parent, E3DNode *child) {
 }
 
 extern "C" E3D_API int32_t DetachChildFromNode(E3DNode *parent, E3DNode *child) {
-    if (parent->childCount < 1) return 0;
+    if (!parent || !child || parent->childCount < 1) return 0;
     int found = -1;
     for (int i = 0; i < parent->childCount; ++i) {
         if (parent->children[i] == child) {

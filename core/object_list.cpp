@@ -8,12 +8,14 @@
 #include "e3dhost.h"
 
 extern "C" E3D_API void InitList(E3DList *list) {
+    if (!list) return;
     list->count = 0;
     list->capacity = 0;
     list->items = nullptr;
 }
 
 extern "C" E3D_API void AddListElement(E3DList *list, void *element) {
+    if (!list) return;
     if (list->capacity >= list->count + 1) {
         list->items[list->count++] = element;
         return;
@@ -30,6 +32,7 @@ extern "C" E3D_API void AddListElement(E3DList *list, void *element) {
 }
 
 extern "C" E3D_API void RemoveListElement(E3DList *list, void *element) {
+    if (!list) return;
     if (list->count > 1) {
         int32_t write = 0;
         for (int32_t read = 0; read < list->count; ++read) {
@@ -45,6 +48,7 @@ extern "C" E3D_API void RemoveListElement(E3DList *list, void *element) {
 }
 
 extern "C" E3D_API int32_t GetListElementIndex(const E3DList *list, const void *element) {
+    if (!list) return -1;
     for (int32_t i = 0; i < list->count; ++i) {
         if (list->items[i] == element) return i;
     }

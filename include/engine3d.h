@@ -10,6 +10,12 @@
  * - Objects are plain records handed out as pointers. The caller owns what
  *   it creates and frees it with the matching Delete... function.
  * - Failure is a NULL or 0 result; there are no error codes or messages.
+ * - Guard: a NULL where a call needs an object, a name or an array changes
+ *   nothing and gives the call's failure value: NULL, 0 (0.0 for a float),
+ *   -1 for the index look-ups GetListElementIndex and GetBoneIndexByName,
+ *   nothing for a void call. A NULL given a meaning below keeps it (a
+ *   generator's scale, the NULL scene of the Remove...FromScene calls,
+ *   SetViewportCamera's camera, a material or texture NULL that clears).
  * - Every byte comes from the host support library (AllocateMemory /
  *   FreeMemory); the engine starts no threads and reads no files.
  * - The engine is single-threaded and not re-entrant: serialise all calls.
@@ -487,11 +493,12 @@ E3D_API void RadixFloatSorter(uint32_t n, const float *keys, uint32_t *indices);
 
 /* Hangs child under parent (moving it from a former parent); a mesh under a
  * mesh joins its root's tree: polygon counts and sort buffers follow, and
- * the child leaves every scene. Always 1. Cycles are not refused: never
- * attach a node under its own descendant. Validate a grown mesh before
- * attaching it. Guard: when the child array or a polygon list the attach
- * needs cannot be had, the child is left unattached (still 1) and every
- * tree and scene stays as it was. */
+ * the child leaves every scene. Always 1. Validate a grown mesh before
+ * attaching it. Guard: an attach that would make a node its own ancestor
+ * (under itself or under a descendant) is refused with 0, changing nothing;
+ * when the child array or a polygon list the attach needs cannot be had,
+ * the child is left unattached (still 1) and every tree and scene stays as
+ * it was. */
 E3D_API int32_t AttachChildToNode(E3DNode *parent, E3DNode *child);
 /* Unhooks child from parent; 1 when it was a child, else 0. A detached mesh
  * becomes the root of its own tree with a sort buffer of its own.
@@ -903,7 +910,10 @@ E3D_API E3DSkeleton *SearchSkeletonByName(const E3DScene *scene, const char *nam
  * ====================================================================== */
 
 /* Camera at position looking at target (3 floats each), roll and fov in
- * degrees, near as given; far 100000000; named "CameraNN". NULL on failure. */
+ * degrees, near as given; far 100000000; named "CameraNN". NULL on failure.
+ * Guard: fov follows SetCameraFov's rule (out of range or NaN: 60); a near
+ * that is no positive distance up to far (zero, negative, NaN, infinite or
+ * beyond 100000000) is taken as 10, the least SetCameraNear accepts. */
 E3D_API E3DCamera *CreateCamera(const float *position, const float *target, float roll, float fov, float near);
 /* Removes the camera from scenes and parents and frees it. Guard: viewports
  * lose it (and draw nothing until they get another); children of the camera
@@ -918,13 +928,14 @@ E3D_API float *GetCameraPosition(float *out, const E3DCamera *camera, int32_t wh
 /* Roll in degrees, applied after the look direction. Returns the camera. */
 E3D_API E3DCamera *SetCameraRoll(E3DCamera *camera, float roll);
 E3D_API float GetCameraRoll(const E3DCamera *camera);
-/* fov <= 0 or > 180 stores 60. */
+/* fov <= 0 or > 180 stores 60. Guard: so does NaN. */
 E3D_API void SetCameraFov(E3DCamera *camera, float fov);
 E3D_API float GetCameraFov(const E3DCamera *camera);
-/* Stored only when 10 <= near <= far. */
+/* Stored only when 10 <= near <= far. Guard: NaN is never stored. */
 E3D_API void SetCameraNear(E3DCamera *camera, float near);
 E3D_API float GetCameraNear(const E3DCamera *camera);
-/* Stored only when far >= near. Returns the camera. */
+/* Stored only when far >= near. Returns the camera. Guard: NaN and
+ * infinity are never stored. */
 E3D_API E3DCamera *SetCameraFar(E3DCamera *camera, float far);
 E3D_API float GetCameraFar(const E3DCamera *camera);
 /* focal = centerX / tan(fov / 2), times aspect * -0.75 unless the viewport

@@ -225,16 +225,19 @@ extern "C" E3D_API void InitRadixSort(void) { e3d::FreeScratch(); }
 extern "C" E3D_API void ReleaseRadixSort(void) { e3d::FreeScratch(); }
 
 extern "C" E3D_API void ResetRadixSort(uint32_t n, uint32_t *indices) {
+    if (!indices) return;
     e3d::GrowScratch(n);
     for (uint32_t i = 0; i < n; ++i) indices[i] = i;
 }
 
 extern "C" E3D_API void RadixLongSorter(uint32_t n, const uint32_t *keys, uint32_t *indices,
                                         int32_t isSigned) {
+    if (!keys || !indices) return;
     if (isSigned) e3d::SortKeys<e3d::KeyOrder::Signed>(n, e3d::PlainKeys{keys}, indices);
     else e3d::SortKeys<e3d::KeyOrder::Unsigned>(n, e3d::PlainKeys{keys}, indices);
 }
 
 extern "C" E3D_API void RadixFloatSorter(uint32_t n, const float *keys, uint32_t *indices) {
+    if (!keys || !indices) return;
     e3d::SortKeys<e3d::KeyOrder::Float>(n, e3d::FloatKeys{keys}, indices);
 }

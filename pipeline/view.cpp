@@ -84,6 +84,7 @@ void CombineViewWithWorld(float *out, const float *view, const float *world) {
 }  // namespace e3d
 
 extern "C" E3D_API void CreateLookAtMatrix(const float *a, const float *b, float *out) {
+    if (!a || !b || !out) return;
     float d[3] = {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
     e3d::Normalise(d);
     e3d::LookRotation(out, d);

@@ -24,6 +24,7 @@ constexpr uint32_t kFlagOwnsFrame = 0x40;
 }  // namespace
 
 extern "C" E3D_API int32_t SetViewportDepthState(E3DViewport *v, int32_t state) {
+    if (!v) return 0;
     if (state == 1) {
         if (v->flags & 8u) return 1;
         const uint64_t elements = DepthBufferElements(v);
@@ -115,7 +116,7 @@ extern "C" E3D_API void DeleteViewport(E3DViewport *v) {
 }
 
 extern "C" E3D_API void ClearViewportDepthBuffer(E3DViewport *v, int32_t value) {
-    if (!v->depthBuffer) return;
+    if (!v || !v->depthBuffer) return;
     // Whole rows: horizontal scissor edges are ignored here by design.
     const float row = DepthRowLength(v);
     const float countF = (v->scissorYMax - v->scissorYMin) * row;
@@ -140,6 +141,7 @@ extern "C" E3D_API void ClearViewportDepthBuffer(E3DViewport *v, int32_t value) 
 }
 
 extern "C" E3D_API E3DViewport *SetViewportScissor(E3DViewport *v, float xMin, float xMax, float yMin, float yMax) {
+    if (!v) return nullptr;
     if (yMax > v->height || xMax > v->width) return v;
     if (e3d::IsNegative(xMin)) xMin = 0.0f;
     else if (xMin > v->width) xMin = v->width;
@@ -156,6 +158,7 @@ extern "C" E3D_API E3DViewport *SetViewportScissor(E3DViewport *v, float xMin, f
 }
 
 extern "C" E3D_API void GetViewportScissor(const E3DViewport *v, float *out) {
+    if (!v || !out) return;
     out[0] = v->scissorXMin;
     out[1] = v->scissorXMax;
     out[2] = v->scissorYMin;
@@ -163,20 +166,23 @@ extern "C" E3D_API void GetViewportScissor(const E3DViewport *v, float *out) {
 }
 
 extern "C" E3D_API E3DViewport *SetViewportType(E3DViewport *v, uint32_t type) {
+    if (!v) return nullptr;
     if (type & 3u) v->flags = (v->flags & ~3u) | type;
     return v;
 }
 
-extern "C" E3D_API uint32_t GetViewportType(const E3DViewport *v) { return v->flags & 3u; }
+extern "C" E3D_API uint32_t GetViewportType(const E3DViewport *v) { return v ? v->flags & 3u : 0; }
 
 extern "C" E3D_API void *SetViewportCamera(E3DViewport *v, E3DCamera *camera) {
+    if (!v) return nullptr;
     v->camera = camera;
     return camera ? static_cast<void *>(camera) : static_cast<void *>(v);
 }
 
-extern "C" E3D_API E3DCamera *GetViewportCamera(const E3DViewport *v) { return v->camera; }
+extern "C" E3D_API E3DCamera *GetViewportCamera(const E3DViewport *v) { return v ? v->camera : nullptr; }
 
 extern "C" E3D_API E3DMaterial *SetViewportMaterial(E3DViewport *v, E3DMaterial *material) {
+    if (!v) return nullptr;
     v->material = material;
     return material;
 }

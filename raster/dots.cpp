@@ -69,9 +69,11 @@ void ClipAndDrawGouraudDotsTriangleZ(E3DPolygon *p, E3DVertex *v) { DotsFill<tru
 }  // namespace e3d
 
 extern "C" E3D_API void FlatDotsTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     e3d::DotsFill<false, false, false>(polygon, vertices);
 }
 
 extern "C" E3D_API void GouraudDotsTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     e3d::DotsFill<true, false, false>(polygon, vertices);
 }

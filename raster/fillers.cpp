@@ -5,6 +5,7 @@
 #include "raster/texture_fill.h"
 
 extern "C" E3D_API void FloorDivMod(int32_t numerator, int32_t denominator, int32_t *quotient, int32_t *remainder) {
+    if (!quotient || !remainder) return;
     if (denominator == 0) {  // Guard: no division by zero
         *quotient = 0;
         *remainder = 0;
@@ -27,18 +28,22 @@ extern "C" E3D_API void FloorDivMod(int32_t numerator, int32_t denominator, int3
 }
 
 extern "C" E3D_API void FlatSolidTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     e3d::FlatSolidFill(polygon, vertices, e3d::CurrentRasterTarget(false), false);
 }
 
 extern "C" E3D_API void FlatSolidTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     e3d::FlatSolidFill(polygon, vertices, e3d::CurrentRasterTarget(true), true);
 }
 
 extern "C" E3D_API void GouraudSolidTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     e3d::GouraudSolidFill(polygon, vertices, e3d::CurrentRasterTarget(false), false);
 }
 
 extern "C" E3D_API void GouraudSolidTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     e3d::GouraudSolidFill(polygon, vertices, e3d::CurrentRasterTarget(true), true);
 }
 
@@ -53,73 +58,91 @@ void Textured(E3DPolygon *polygon, E3DVertex *vertices, e3d::TextureLighting lig
 
 // Texture-mapped fillers: lighting x map x pass.
 extern "C" E3D_API void NoneDiffuseTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kDiffuseMap, false);
 }
 
 extern "C" E3D_API void NoneDiffuseTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kDiffuseMap, true);
 }
 
 extern "C" E3D_API void NoneOpacityTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kOpacityMap, false);
 }
 
 extern "C" E3D_API void NoneOpacityTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kOpacityMap, true);
 }
 
 extern "C" E3D_API void NoneEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kEnvironmentMap, false);
 }
 
 extern "C" E3D_API void NoneEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kEnvironmentMap, true);
 }
 
 extern "C" E3D_API void FlatDiffuseTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureFlat, e3d::kDiffuseMap, false);
 }
 
 extern "C" E3D_API void FlatDiffuseTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureFlat, e3d::kDiffuseMap, true);
 }
 
 extern "C" E3D_API void FlatOpacityTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureFlat, e3d::kOpacityMap, false);
 }
 
 extern "C" E3D_API void FlatOpacityTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureFlat, e3d::kOpacityMap, true);
 }
 
 extern "C" E3D_API void FlatEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureFlat, e3d::kEnvironmentMap, false);
 }
 
 extern "C" E3D_API void FlatEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureFlat, e3d::kEnvironmentMap, true);
 }
 
 extern "C" E3D_API void GouraudDiffuseTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kDiffuseMap, false);
 }
 
 extern "C" E3D_API void GouraudDiffuseTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kDiffuseMap, true);
 }
 
 extern "C" E3D_API void GouraudOpacityTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kOpacityMap, false);
 }
 
 extern "C" E3D_API void GouraudOpacityTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kOpacityMap, true);
 }
 
 extern "C" E3D_API void GouraudEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kEnvironmentMap, false);
 }
 
 extern "C" E3D_API void GouraudEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kEnvironmentMap, true);
 }

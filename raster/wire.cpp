@@ -374,9 +374,11 @@ void DrawFlatLine(float x0, float y0, float x1, float y1, uint32_t colour) {
 }  // namespace e3d
 
 extern "C" E3D_API void FlatWireTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     e3d::WireFill<false, false, false>(polygon, vertices);
 }
 
 extern "C" E3D_API void GouraudWireTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     e3d::WireFill<true, false, false>(polygon, vertices);
 }

@@ -12,6 +12,7 @@
 using namespace e3d;
 
 extern "C" E3D_API E3DMesh *CreateAABB(E3DMesh *mesh) {
+    if (!mesh) return nullptr;
     E3DMesh *box = CreateMesh(8, 12, 0xFFFFFF);
     if (!box) return nullptr;
     float lo[3] = {0, 0, 0}, hi[3] = {0, 0, 0};
@@ -52,7 +53,7 @@ extern "C" E3D_API void DeleteBVSphere(void *block) {
 }
 
 extern "C" E3D_API void ComputeBVSphere(E3DBVSphere *sphere, const float *points, int32_t count) {
-    if (count <= 0) return;
+    if (!sphere || !points || count <= 0) return;
     float c[3] = {points[0], points[1], points[2]};
     for (int32_t i = 1; i < count; ++i) {
         c[0] += points[3 * i];
@@ -74,6 +75,7 @@ extern "C" E3D_API void ComputeBVSphere(E3DBVSphere *sphere, const float *points
 }
 
 extern "C" E3D_API void MergeBVSphere(E3DBVSphere *sphere, const float *center2, float radius2) {
+    if (!sphere || !center2) return;
     const float dx = center2[0] - sphere->center[0];
     const float dy = center2[1] - sphere->center[1];
     const float dz = center2[2] - sphere->center[2];

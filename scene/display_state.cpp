@@ -15,6 +15,7 @@ E3DMesh *AsMesh(E3DNode *n) { return reinterpret_cast<E3DMesh *>(n); }
 }  // namespace
 
 extern "C" E3D_API void SetMeshRenderMode(E3DNode *node, uint32_t mode) {
+    if (!node) return;
     if (IsMeshNode(node)) {
         E3DMesh *m = AsMesh(node);
         switch (mode & ~0x40u) {
@@ -31,9 +32,10 @@ extern "C" E3D_API void SetMeshRenderMode(E3DNode *node, uint32_t mode) {
     for (int i = 0; i < node->childCount; ++i) SetMeshRenderMode(node->children[i], mode);
 }
 
-extern "C" E3D_API uint32_t GetMeshRenderMode(const E3DMesh *mesh) { return mesh->state & 0x7F00000u; }
+extern "C" E3D_API uint32_t GetMeshRenderMode(const E3DMesh *mesh) { return mesh ? mesh->state & 0x7F00000u : 0; }
 
 extern "C" E3D_API void SetMeshCullMode(E3DNode *node, uint32_t mode) {
+    if (!node) return;
     uint32_t passed = mode;
     // Only ordinary validated meshes take a cull mode; billboards, deformed
     // and unvalidated meshes keep theirs but still pass it on.
@@ -45,9 +47,10 @@ extern "C" E3D_API void SetMeshCullMode(E3DNode *node, uint32_t mode) {
     for (int i = 0; i < node->childCount; ++i) SetMeshCullMode(node->children[i], passed);
 }
 
-extern "C" E3D_API uint32_t GetMeshCullMode(const E3DMesh *mesh) { return mesh->state & 0x38u; }
+extern "C" E3D_API uint32_t GetMeshCullMode(const E3DMesh *mesh) { return mesh ? mesh->state & 0x38u : 0; }
 
 extern "C" E3D_API void SetMeshShadeMode(E3DNode *node, uint32_t mode) {
+    if (!node) return;
     uint32_t passed = mode;
     if (IsMeshNode(node)) {
         E3DMesh *m = AsMesh(node);
@@ -58,59 +61,69 @@ extern "C" E3D_API void SetMeshShadeMode(E3DNode *node, uint32_t mode) {
     for (int i = 0; i < node->childCount; ++i) SetMeshShadeMode(node->children[i], passed);
 }
 
-extern "C" E3D_API uint32_t GetMeshShadeMode(const E3DMesh *mesh) { return mesh->state & 7u; }
+extern "C" E3D_API uint32_t GetMeshShadeMode(const E3DMesh *mesh) { return mesh ? mesh->state & 7u : 0; }
 
 extern "C" E3D_API void HideMesh(E3DNode *node) {
+    if (!node) return;
     if (IsMeshNode(node)) AsMesh(node)->state |= 0x4000u;
     for (int i = 0; i < node->childCount; ++i) HideMesh(node->children[i]);
 }
 
 // Deliberately narrower than HideMesh: only type code 1 is shown again.
 extern "C" E3D_API void ShowMesh(E3DNode *node) {
+    if (!node) return;
     if (NodeType(node) == 1) AsMesh(node)->state &= ~0x4000u;
     for (int i = 0; i < node->childCount; ++i) ShowMesh(node->children[i]);
 }
 
-extern "C" E3D_API uint32_t IsHiddenMesh(const E3DMesh *mesh) { return mesh->state & 0x4000u; }
+extern "C" E3D_API uint32_t IsHiddenMesh(const E3DMesh *mesh) { return mesh ? mesh->state & 0x4000u : 0; }
 
 extern "C" E3D_API E3DMesh *ActivateMesh(E3DMesh *mesh) {
+    if (!mesh) return nullptr;
     mesh->state |= 0x8000u;
     return mesh;
 }
 
 extern "C" E3D_API void SetMeshFaceSmoothG(E3DMesh *mesh, int32_t index, int32_t group) {
+    if (!mesh) return;
     if (index < 0 || index >= mesh->polygonCount || group < 0 || group >= 32) return;
     E3DPolygon &p = mesh->polygons[index];
     p.flags = (p.flags & ~(31u << 12)) | (uint32_t(group) << 12);
 }
 
 extern "C" E3D_API int32_t GetMeshFaceSmoothG(const E3DMesh *mesh, int32_t index) {
+    if (!mesh) return 0;
     if (index < 0 || index >= mesh->polygonCount) return 0;
     return int32_t((mesh->polygons[index].flags >> 12) & 31u);
 }
 
 extern "C" E3D_API E3DMesh *SetMeshBillboardMode(E3DMesh *mesh, uint32_t mode) {
+    if (!mesh) return nullptr;
     mesh->billboardMode = (mesh->billboardMode & ~31u) | (mode & 31u);
     return mesh;
 }
 
 extern "C" E3D_API E3DViewport *SetMeshViewport(E3DMesh *mesh, E3DViewport *viewport) {
+    if (!mesh) return nullptr;
     mesh->viewport = viewport;
     return viewport;
 }
 
-extern "C" E3D_API E3DViewport *GetMeshViewport(const E3DMesh *mesh) { return mesh->viewport; }
+extern "C" E3D_API E3DViewport *GetMeshViewport(const E3DMesh *mesh) { return mesh ? mesh->viewport : nullptr; }
 
 extern "C" E3D_API E3DLight **GetMeshLightList(E3DMesh *mesh) {
+    if (!mesh) return nullptr;
     return (mesh->lights && mesh->lights[0]) ? mesh->lights : nullptr;
 }
 
 extern "C" E3D_API E3DMesh *SetMeshModelOrientation(E3DMesh *mesh, float x, float y, float z) {
+    if (!mesh) return nullptr;
     e3d::SetRotationFromAngles(mesh->modelMatrix, x, y, z);
     return mesh;
 }
 
 extern "C" E3D_API E3DMesh *SetMeshModelPosition(E3DMesh *mesh, float x, float y, float z) {
+    if (!mesh) return nullptr;
     mesh->modelMatrix[3] = x;
     mesh->modelMatrix[7] = y;
     mesh->modelMatrix[11] = z;
@@ -118,6 +131,7 @@ extern "C" E3D_API E3DMesh *SetMeshModelPosition(E3DMesh *mesh, float x, float y
 }
 
 extern "C" E3D_API float *GetMeshModelPosition(const E3DMesh *mesh) {
+    if (!mesh) return nullptr;
     // One buffer shared by all meshes: the next call overwrites it.
     static float position[3];
     position[0] = mesh->modelMatrix[3];
@@ -127,19 +141,24 @@ extern "C" E3D_API float *GetMeshModelPosition(const E3DMesh *mesh) {
 }
 
 extern "C" E3D_API E3DMesh *SetMeshPivot(E3DMesh *mesh, float x, float y, float z) {
+    if (!mesh) return nullptr;
     mesh->pivot[0] = x;
     mesh->pivot[1] = y;
     mesh->pivot[2] = z;
     return mesh;
 }
 
-extern "C" E3D_API float *GetMeshPivot(E3DMesh *mesh) { return mesh->pivot; }
+extern "C" E3D_API float *GetMeshPivot(E3DMesh *mesh) { return mesh ? mesh->pivot : nullptr; }
 
 extern "C" E3D_API uintptr_t SetMeshTvObject(E3DMesh *mesh, uintptr_t value) {
+    if (!mesh) return 0;
     mesh->hostObject = value;
     return value;
 }
 
-extern "C" E3D_API uintptr_t GetMeshTvObject(const E3DMesh *mesh) { return mesh->hostObject; }
+extern "C" E3D_API uintptr_t GetMeshTvObject(const E3DMesh *mesh) { return mesh ? mesh->hostObject : 0; }
 
-extern "C" E3D_API E3DMaterial *GetMeshDefaultMaterial(E3DMesh *mesh) { return &mesh->defaultMaterial; }
+extern "C" E3D_API E3DMaterial *GetMeshDefaultMaterial(E3DMesh *mesh) {
+    if (!mesh) return nullptr;
+    return &mesh->defaultMaterial;
+}

@@ -36,6 +36,7 @@ float ColorComponent(float v) {
 
 extern "C" E3D_API E3DLight *CreateOmniLight(const float *position, const float *color, float intensity,
                                              float attenuation1, float attenuation2, uint32_t flags) {
+    if (!position || !color) return nullptr;
     auto *l = static_cast<E3DLight *>(AllocateMemory(sizeof(E3DLight)));
     if (!l) return nullptr;
     InitLight(l, position, color, intensity, flags | 2u);
@@ -47,6 +48,7 @@ extern "C" E3D_API E3DLight *CreateOmniLight(const float *position, const float 
 
 extern "C" E3D_API E3DLight *CreateDirectLight(const float *position, const float *direction, const float *color,
                                                float intensity, uint32_t flags) {
+    if (!position || !direction || !color) return nullptr;
     auto *l = static_cast<E3DLight *>(AllocateMemory(sizeof(E3DLight)));
     if (!l) return nullptr;
     InitLight(l, position, color, intensity, flags | 4u);
@@ -72,6 +74,7 @@ extern "C" E3D_API char *SetLightName(E3DLight *light, const char *name) {
 }
 
 extern "C" E3D_API void SetLightColor(E3DLight *light, float r, float g, float b) {
+    if (!light) return;
     light->color[0] = ColorComponent(r);
     light->color[1] = ColorComponent(g);
     light->color[2] = ColorComponent(b);
@@ -81,41 +84,48 @@ extern "C" E3D_API void SetLightColor(E3DLight *light, float r, float g, float b
 extern "C" E3D_API float *GetLightColor(const E3DLight *light) {
     // One buffer shared by all lights: the next call overwrites it.
     static float color[4];
+    if (!light) return nullptr;
     for (int i = 0; i < 4; ++i) color[i] = light->color[i] * 255.0f;
     return color;
 }
 
 extern "C" E3D_API E3DLight *SetLightIntensity(E3DLight *light, float intensity) {
+    if (!light) return nullptr;
     light->intensity = intensity;
     return light;
 }
 
-extern "C" E3D_API float GetLightIntensity(const E3DLight *light) { return light->intensity; }
+extern "C" E3D_API float GetLightIntensity(const E3DLight *light) { return light ? light->intensity : 0.0f; }
 
 extern "C" E3D_API E3DLight *SetLightAttenuation(E3DLight *light, float nearValue, float farValue) {
+    if (!light) return nullptr;
     light->attenuation[0] = nearValue;
     light->attenuation[1] = farValue;
     return light;
 }
 
 extern "C" E3D_API uint32_t *SetLightStatus(E3DLight *light, int32_t on, int32_t attenuated) {
+    if (!light) return nullptr;
     light->flags = attenuated ? (light->flags | 1u) : (light->flags & ~1u);
     light->flags = on ? (light->flags | 0x80000000u) : (light->flags & ~0x80000000u);
     return &light->flags;
 }
 
 extern "C" E3D_API E3DLight *SetLightPosition(E3DLight *light, const float *xyz, int32_t which) {
+    if (!light || !xyz) return nullptr;
     std::memcpy(which == 0 ? light->position : light->direction, xyz, 3 * sizeof(float));
     return light;
 }
 
 extern "C" E3D_API float *GetLightPosition(const E3DLight *light, int32_t which) {
     static float xyz[3];
+    if (!light) return nullptr;
     std::memcpy(xyz, which == 0 ? light->position : light->direction, sizeof xyz);
     return xyz;
 }
 
 extern "C" E3D_API int32_t AssignLightToMesh(E3DLight *light, E3DNode *node) {
+    if (!light || !node) return 0;
     if (e3d::NodeType(node) == 1) {
         E3DMesh *mesh = reinterpret_cast<E3DMesh *>(node);
         if (mesh->lights) {
@@ -135,6 +145,7 @@ extern "C" E3D_API int32_t AssignLightToMesh(E3DLight *light, E3DNode *node) {
 }
 
 extern "C" E3D_API int32_t RemoveLightFromMesh(E3DLight *light, E3DNode *node) {
+    if (!light || !node) return 0;
     if (e3d::NodeType(node) == 1) {
         E3DMesh *mesh = reinterpret_cast<E3DMesh *>(node);
         if (mesh->lights) {

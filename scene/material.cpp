@@ -115,6 +115,7 @@ extern "C" E3D_API char *SetMaterialName(E3DMaterial *material, const char *name
 }
 
 extern "C" E3D_API int32_t SetMaterial(E3DMesh *mesh, E3DMaterial *material, int32_t side, int32_t recurse) {
+    if (!mesh) return 0;
     if (!ValidSide(side)) return 0;
     for (int32_t i = 0; i < mesh->polygonCount; ++i) SetSides(mesh->polygons[i], material, side);
     if (recurse == 1) SetMaterialOnChildren(&mesh->node, material, side);
@@ -122,11 +123,13 @@ extern "C" E3D_API int32_t SetMaterial(E3DMesh *mesh, E3DMaterial *material, int
 }
 
 extern "C" E3D_API E3DMaterial *GetMaterial(E3DMesh *mesh, int32_t side) {
+    if (!mesh) return nullptr;
     if (mesh->polygonCount < 1 || !ValidSide(side)) return nullptr;
     return SideOf(mesh->polygons[0], side);
 }
 
 extern "C" E3D_API E3DMaterial *GetMaterialByName(E3DMesh *mesh, const char *name) {
+    if (!mesh) return nullptr;
     if (!name) return nullptr;
     for (int32_t i = 0; i < mesh->polygonCount; ++i) {
         const E3DPolygon &p = mesh->polygons[i];
@@ -138,6 +141,7 @@ extern "C" E3D_API E3DMaterial *GetMaterialByName(E3DMesh *mesh, const char *nam
 
 extern "C" E3D_API int32_t SetFaceMaterial(E3DMesh *mesh, int32_t index, E3DMaterial *material, int32_t quad,
                                            int32_t side) {
+    if (!mesh) return 0;
     if (index < 0 || index >= mesh->polygonCount) return 1;
     if (!ValidSide(side)) return 0;
     SetSides(mesh->polygons[index], material, side);
@@ -146,11 +150,13 @@ extern "C" E3D_API int32_t SetFaceMaterial(E3DMesh *mesh, int32_t index, E3DMate
 }
 
 extern "C" E3D_API E3DMaterial *GetFaceMaterial(E3DMesh *mesh, int32_t index, int32_t side) {
+    if (!mesh) return nullptr;
     if (index < 0 || index >= mesh->polygonCount || !ValidSide(side)) return nullptr;
     return SideOf(mesh->polygons[index], side);
 }
 
 extern "C" E3D_API void RemoveMaterialFromMesh(E3DMaterial *material, E3DMesh *mesh) {
+    if (!mesh) return;
     for (int32_t i = 0; i < mesh->polygonCount; ++i) {
         E3DPolygon &p = mesh->polygons[i];
         if (p.material == material) p.material = &mesh->defaultMaterial;
@@ -160,6 +166,7 @@ extern "C" E3D_API void RemoveMaterialFromMesh(E3DMaterial *material, E3DMesh *m
 
 extern "C" E3D_API int32_t SetMaterialTexture(E3DMaterial *material, uint32_t layer, E3DTexture *texture,
                                               uint32_t modeBits) {
+    if (!material) return 0;
     if (layer > 3) return 0;
     FillLayer(Layer(material, layer), texture, modeBits);
     const uint32_t present = kLayerPresent0 << layer;
@@ -168,20 +175,24 @@ extern "C" E3D_API int32_t SetMaterialTexture(E3DMaterial *material, uint32_t la
 }
 
 extern "C" E3D_API E3DTextureLayer *GetMaterialTexture(E3DMaterial *material, uint32_t layer) {
+    if (!material) return nullptr;
     return layer > 3 ? nullptr : Layer(material, layer);
 }
 
 extern "C" E3D_API void SetMaterialTextureMode(E3DMaterial *material, uint32_t layer, uint32_t value) {
+    if (!material) return;
     if (layer > 3 || (value != 16 && value != 32)) return;
     E3DTextureLayer *block = Layer(material, layer);
     block->mode = (block->mode & ~48u) | value;
 }
 
 extern "C" E3D_API uint32_t GetMaterialTextureMode(E3DMaterial *material, uint32_t layer) {
+    if (!material) return 0;
     return layer > 3 ? 0 : Layer(material, layer)->mode & 48u;
 }
 
 extern "C" E3D_API void RemoveTextureFromMaterial(E3DTexture *texture, E3DMaterial *material) {
+    if (!material) return;
     const uint32_t present = (material->mode & kLayerPresentMask) >> 23;
     if (!IsPowerOfTwo(present)) return;
     // The comparison always uses layer 0's texture, whichever layer is present.
@@ -192,6 +203,7 @@ extern "C" E3D_API void RemoveTextureFromMaterial(E3DTexture *texture, E3DMateri
 }
 
 extern "C" E3D_API void SetMaterialColor(E3DMaterial *material, uint32_t slot, float r, float g, float b) {
+    if (!material) return;
     if (slot > 3) return;
     auto clamp = [](float v) { return v < 0.0f ? 0.0f : (v > 255.0f ? 255.0f : v); };
     float *c = MaterialColor(material, int(slot));
@@ -202,10 +214,12 @@ extern "C" E3D_API void SetMaterialColor(E3DMaterial *material, uint32_t slot, f
 }
 
 extern "C" E3D_API float *GetMaterialColor(E3DMaterial *material, uint32_t slot) {
+    if (!material) return nullptr;
     return slot > 3 ? reinterpret_cast<float *>(material) : MaterialColor(material, int(slot));
 }
 
 extern "C" E3D_API void SetMaterialColorOp(E3DMaterial *material, uint16_t value, int32_t enable) {
+    if (!material) return;
     material->tail.named.colorOp = value;
     material->mode = enable ? (material->mode | kColorOpOn) : (material->mode & ~kColorOpOn);
 }
@@ -231,46 +245,76 @@ void SetModeField(E3DMaterial *material, uint32_t mode, uint32_t mask) {
 }  // namespace
 
 extern "C" E3D_API void SetMaterialShininess(E3DMaterial *material, float value) {
+    if (!material) return;
     SetSpecularValue(material, material->shininess, value);
 }
 
-extern "C" E3D_API float GetMaterialShininess(const E3DMaterial *material) { return material->shininess; }
+extern "C" E3D_API float GetMaterialShininess(const E3DMaterial *material) {
+    if (!material) return 0.0f;
+    return material->shininess;
+}
 
 extern "C" E3D_API void SetMaterialSpecularLevel(E3DMaterial *material, float value) {
+    if (!material) return;
     SetSpecularValue(material, material->specularLevel, value);
 }
 
-extern "C" E3D_API float GetMaterialSpecularLevel(const E3DMaterial *material) { return material->specularLevel; }
+extern "C" E3D_API float GetMaterialSpecularLevel(const E3DMaterial *material) {
+    if (!material) return 0.0f;
+    return material->specularLevel;
+}
 
 extern "C" E3D_API void SetMaterialAlphaLevel(E3DMaterial *material, int32_t level) {
+    if (!material) return;
     material->alphaLevel = uint16_t(level < 0 ? 0 : (level > 255 ? 255 : level));
 }
 
-extern "C" E3D_API uint32_t GetMaterialAlphaLevel(const E3DMaterial *material) { return material->alphaLevel; }
+extern "C" E3D_API uint32_t GetMaterialAlphaLevel(const E3DMaterial *material) {
+    if (!material) return 0;
+    return material->alphaLevel;
+}
 
 extern "C" E3D_API void SetMaterialAlphaMode(E3DMaterial *material, uint32_t mode) {
+    if (!material) return;
     material->alphaMode = uint16_t(mode > 3 ? 0 : mode);
 }
 
-extern "C" E3D_API uint32_t GetMaterialAlphaMode(const E3DMaterial *material) { return material->alphaMode; }
+extern "C" E3D_API uint32_t GetMaterialAlphaMode(const E3DMaterial *material) {
+    if (!material) return 0;
+    return material->alphaMode;
+}
 
 extern "C" E3D_API void SetMaterialRenderMode(E3DMaterial *material, uint32_t mode) {
+    if (!material) return;
     SetModeField(material, mode, 0x700000u);
 }
 
-extern "C" E3D_API uint32_t GetMaterialRenderMode(const E3DMaterial *material) { return material->mode & 0x700040u; }
+extern "C" E3D_API uint32_t GetMaterialRenderMode(const E3DMaterial *material) {
+    if (!material) return 0;
+    return material->mode & 0x700040u;
+}
 
-extern "C" E3D_API void SetMaterialShadeMode(E3DMaterial *material, uint32_t mode) { SetModeField(material, mode, 7u); }
+extern "C" E3D_API void SetMaterialShadeMode(E3DMaterial *material, uint32_t mode) {
+    if (material) SetModeField(material, mode, 7u);
+}
 
-extern "C" E3D_API uint32_t GetMaterialShadeMode(const E3DMaterial *material) { return material->mode & 7u; }
+extern "C" E3D_API uint32_t GetMaterialShadeMode(const E3DMaterial *material) {
+    if (!material) return 0;
+    return material->mode & 7u;
+}
 
 extern "C" E3D_API void SetMaterialCullMode(E3DMaterial *material, uint32_t mode) {
+    if (!material) return;
     SetModeField(material, mode, 0x38u);
 }
 
-extern "C" E3D_API uint32_t GetMaterialCullMode(const E3DMaterial *material) { return material->mode & 0x38u; }
+extern "C" E3D_API uint32_t GetMaterialCullMode(const E3DMaterial *material) {
+    if (!material) return 0;
+    return material->mode & 0x38u;
+}
 
 extern "C" E3D_API E3DTextureLayer *SetTexture(E3DMesh *mesh, E3DTexture *texture, int32_t layer) {
+    if (!mesh) return nullptr;
     E3DMaterial &m = mesh->defaultMaterial;
     E3DTextureLayer *block = &m.layers[layer ? 1 : 0];
     if (!texture) return block;  // Guard: nothing to take the pixels from

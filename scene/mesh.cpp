@@ -225,7 +225,7 @@ extern "C" E3D_API E3DMesh *CreateMesh(int32_t vertexCount, int32_t polygonCount
 }
 
 extern "C" E3D_API int32_t AddMeshVertex(E3DMesh *mesh, float x, float y, float z) {
-    if (mesh->sortEntries) return 0;
+    if (!mesh || mesh->sortEntries) return 0;
     E3DVertex *grown = GrowByOne(mesh->vertices, mesh->vertexCount);
     if (!grown) return 0;  // Guard: the mesh stays as it was
     mesh->vertices = grown;
@@ -238,7 +238,7 @@ extern "C" E3D_API int32_t AddMeshVertex(E3DMesh *mesh, float x, float y, float 
 
 extern "C" E3D_API int32_t SetMeshVertex(E3DMesh *mesh, int32_t index, float x, float y, float z) {
     // index == vertexCount is admitted: it lands in the spare vertex record.
-    if (index < 0 || index > mesh->vertexCount || !mesh->vertices) return 0;
+    if (!mesh || index < 0 || index > mesh->vertexCount || !mesh->vertices) return 0;
     E3DVertex &v = mesh->vertices[index];
     v.position[0] = x;
     v.position[1] = y;
@@ -248,7 +248,7 @@ extern "C" E3D_API int32_t SetMeshVertex(E3DMesh *mesh, int32_t index, float x, 
 
 extern "C" E3D_API int32_t SetMeshTriPolygon(E3DMesh *mesh, int32_t index, int32_t a, int32_t b, int32_t c,
                                              int32_t, int32_t group) {
-    if (index < 0 || index >= mesh->polygonCount) return 0;
+    if (!mesh || index < 0 || index >= mesh->polygonCount) return 0;
     if (!ValidVertex(mesh, a) || !ValidVertex(mesh, b) || !ValidVertex(mesh, c)) return 0;
     if (a == b || b == c || a == c) return 0;
     E3DPolygon &p = mesh->polygons[index];
@@ -263,7 +263,7 @@ extern "C" E3D_API int32_t SetMeshTriPolygon(E3DMesh *mesh, int32_t index, int32
 
 extern "C" E3D_API int32_t AddMeshTriPolygon(E3DMesh *mesh, int32_t a, int32_t b, int32_t c, int32_t spare,
                                              int32_t group) {
-    if (mesh->sortEntries) return 0;
+    if (!mesh || mesh->sortEntries) return 0;
     E3DPolygon *grown = GrowByOne(mesh->polygons, mesh->polygonCount);
     if (!grown) return 0;
     mesh->polygons = grown;
@@ -273,7 +273,7 @@ extern "C" E3D_API int32_t AddMeshTriPolygon(E3DMesh *mesh, int32_t a, int32_t b
 
 extern "C" E3D_API int32_t SetMeshQuadPolygon(E3DMesh *mesh, int32_t index, int32_t a, int32_t b, int32_t c,
                                               int32_t d, int32_t, int32_t group) {
-    if (index < 0 || index >= mesh->polygonCount - 1) return 0;  // index + 1 must be a polygon too
+    if (!mesh || index < 0 || index >= mesh->polygonCount - 1) return 0;  // index + 1 must be a polygon too
     if (!ValidVertex(mesh, a) || !ValidVertex(mesh, b) || !ValidVertex(mesh, c) || !ValidVertex(mesh, d)) return 0;
     if (a == b || a == c || a == d || b == c || b == d || c == d) return 0;
     // Two triangles on the diagonal b-d, whose edge is hidden in both.
@@ -291,20 +291,20 @@ extern "C" E3D_API int32_t SetMeshQuadPolygon(E3DMesh *mesh, int32_t index, int3
     return 1;
 }
 
-extern "C" E3D_API int32_t AddMeshQuadPolygon(E3DMesh *, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t) {
-    return 1;
+extern "C" E3D_API int32_t AddMeshQuadPolygon(E3DMesh *mesh, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t) {
+    return mesh ? 1 : 0;
 }
 
-extern "C" E3D_API int32_t AssignVertexInfluence(E3DMesh *, int32_t, int32_t, float) { return 1; }
+extern "C" E3D_API int32_t AssignVertexInfluence(E3DMesh *mesh, int32_t, int32_t, float) { return mesh ? 1 : 0; }
 
-extern "C" E3D_API int32_t CheckWeightedVertices(E3DMesh *) { return 1; }
+extern "C" E3D_API int32_t CheckWeightedVertices(E3DMesh *mesh) { return mesh ? 1 : 0; }
 
 extern "C" E3D_API void RemoveVertexInfluence(E3DMesh *, int32_t, int32_t) {}
 
 extern "C" E3D_API void SetMeshTriTexCoords(E3DMesh *mesh, int32_t index, float ua, float va, float ub, float vb,
                                            float uc, float vc) {
     // index == polygonCount is admitted: it lands in the spare polygon record.
-    if (index < 0 || index > mesh->polygonCount || !mesh->polygons) return;
+    if (!mesh || index < 0 || index > mesh->polygonCount || !mesh->polygons) return;
     E3DPolygon &p = mesh->polygons[index];
     p.coords[0][0] = uc, p.coords[0][1] = vc;
     p.coords[1][0] = ub, p.coords[1][1] = vb;
@@ -316,7 +316,8 @@ extern "C" E3D_API void SetMeshQuadTexCoords(E3DMesh *mesh, int32_t index, float
                                             float uc, float vc, float ud, float vd) {
     // 0 <= index <= polygonCount and index + 1 <= polygonCount: the second
     // triangle may be the spare record one past the end.
-    if (index < 0 || index > mesh->polygonCount || index > mesh->polygonCount - 1 || !mesh->polygons) return;
+    if (!mesh || index < 0 || index > mesh->polygonCount || index > mesh->polygonCount - 1 || !mesh->polygons)
+        return;
     E3DPolygon &p = mesh->polygons[index];
     p.coords[0][0] = ud, p.coords[0][1] = vd;
     p.coords[1][0] = ub, p.coords[1][1] = vb;
@@ -413,6 +414,7 @@ extern "C" E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh) {
 }
 
 extern "C" E3D_API int32_t AssignSkeletonToMesh(E3DMesh *mesh, E3DSkeleton *skeleton) {
+    if (!mesh || !skeleton) return 0;
     const uint64_t bytes = uint64_t(mesh->vertexCount > 0 ? mesh->vertexCount : 0) * 16;
     auto *weights = static_cast<uint32_t *>(AllocateMemory(uint32_t(bytes)));
     if (!weights || bytes > 0xFFFFFFFFull) {
@@ -430,6 +432,7 @@ extern "C" E3D_API int32_t AssignSkeletonToMesh(E3DMesh *mesh, E3DSkeleton *skel
 }
 
 extern "C" E3D_API void RemoveSkeletonFromMesh(E3DMesh *mesh) {
+    if (!mesh) return;
     mesh->skeleton = nullptr;
     if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
     mesh->skinWeights = nullptr;

@@ -140,7 +140,7 @@ extern "C" E3D_API E3DScene *CreateScene(void) {
 }
 
 extern "C" E3D_API E3DMesh *AssignMeshToScene(E3DScene *scene, E3DMesh *mesh, uint32_t flags) {
-    if (!(mesh->state & 0x8000u)) return nullptr;
+    if (!scene || !mesh || !(mesh->state & 0x8000u)) return nullptr;
     E3DMesh *root = RootMesh(mesh);
     if (Holds(scene->meshes, root)) return nullptr;
     // The new list and the list slot are had first: when either cannot be
@@ -170,6 +170,7 @@ extern "C" E3D_API E3DMesh *AssignMeshToScene(E3DScene *scene, E3DMesh *mesh, ui
 }
 
 extern "C" E3D_API int32_t RemoveMeshFromScene(E3DScene *scene, E3DMesh *mesh, uint32_t flags) {
+    if (!mesh) return 0;
     if (!scene) {
         for (E3DScene *s = g_engine.sceneHead; s;) {
             E3DScene *next = s->next;
@@ -194,6 +195,7 @@ extern "C" E3D_API int32_t RemoveMeshFromScene(E3DScene *scene, E3DMesh *mesh, u
 }
 
 extern "C" E3D_API int32_t IsMeshAssigned(const E3DMesh *mesh) {
+    if (!mesh) return 0;
     for (E3DScene *s = g_engine.sceneHead; s; s = s->next)
         if (Holds(s->meshes, mesh)) return 1;
     return 0;
@@ -218,19 +220,19 @@ int32_t RemoveFrom(E3DList &list, void *object) {
 }  // namespace
 
 extern "C" E3D_API int32_t AssignSkeletonToScene(E3DScene *scene, E3DSkeleton *skeleton) {
-    return AssignTo(scene->skeletons, skeleton);
+    return scene ? AssignTo(scene->skeletons, skeleton) : 0;
 }
 
 extern "C" E3D_API int32_t AssignCameraToScene(E3DScene *scene, E3DCamera *camera) {
-    return AssignTo(scene->cameras, camera);
+    return scene ? AssignTo(scene->cameras, camera) : 0;
 }
 
 extern "C" E3D_API int32_t AssignMaterialToScene(E3DScene *scene, E3DMaterial *material) {
-    return AssignTo(scene->materials, material);
+    return scene ? AssignTo(scene->materials, material) : 0;
 }
 
 extern "C" E3D_API int32_t AssignLightToScene(E3DScene *scene, E3DLight *light, uint32_t flags) {
-    if (!AssignTo(scene->lights, light)) return 0;
+    if (!scene || !AssignTo(scene->lights, light)) return 0;
     if (flags & 1u) {
         for (int32_t i = 0; i < scene->meshes.count; ++i)
             AssignLightToMesh(light, &static_cast<E3DMesh *>(scene->meshes.items[i])->node);
@@ -239,6 +241,7 @@ extern "C" E3D_API int32_t AssignLightToScene(E3DScene *scene, E3DLight *light, 
 }
 
 extern "C" E3D_API int32_t RemoveSkeletonFromScene(E3DScene *scene, E3DSkeleton *skeleton) {
+    if (!skeleton) return 0;
     if (!scene) {
         for (E3DScene *s = g_engine.sceneHead; s; s = s->next) RemoveFrom(s->skeletons, skeleton);
         return 1;
@@ -247,6 +250,7 @@ extern "C" E3D_API int32_t RemoveSkeletonFromScene(E3DScene *scene, E3DSkeleton 
 }
 
 extern "C" E3D_API int32_t RemoveCameraFromScene(E3DScene *scene, E3DCamera *camera) {
+    if (!camera) return 0;
     if (!scene) {
         for (E3DScene *s = g_engine.sceneHead; s; s = s->next) RemoveCameraKeepingActive(s, camera);
         return 1;
@@ -255,6 +259,7 @@ extern "C" E3D_API int32_t RemoveCameraFromScene(E3DScene *scene, E3DCamera *cam
 }
 
 extern "C" E3D_API int32_t RemoveLightFromScene(E3DScene *scene, E3DLight *light) {
+    if (!light) return 0;
     if (!scene) {
         for (E3DScene *s = g_engine.sceneHead; s; s = s->next) RemoveLightFromScene(s, light);
         return 1;
@@ -266,10 +271,11 @@ extern "C" E3D_API int32_t RemoveLightFromScene(E3DScene *scene, E3DLight *light
 }
 
 extern "C" E3D_API int32_t RemoveMaterialFromScene(E3DScene *scene, E3DMaterial *material) {
-    return RemoveFrom(scene->materials, material);
+    return scene ? RemoveFrom(scene->materials, material) : 0;
 }
 
 extern "C" E3D_API void SetActiveSceneCamera(E3DScene *scene, E3DCamera *camera) {
+    if (!scene) return;
     if (!camera) {
         scene->activeCamera = -1;
         return;
@@ -284,29 +290,36 @@ extern "C" E3D_API E3DCamera *GetActiveSceneCamera(const E3DScene *scene) {
 }
 
 extern "C" E3D_API void SetSceneViewport(E3DScene *scene, E3DViewport *viewport) {
+    if (!scene) return;
     scene->viewport = viewport;
     if (!viewport || scene->activeCamera != -1 || !viewport->camera) return;
     AssignTo(scene->cameras, viewport->camera);
     SetActiveSceneCamera(scene, viewport->camera);
 }
 
-extern "C" E3D_API E3DViewport *GetSceneViewport(const E3DScene *scene) { return scene->viewport; }
+extern "C" E3D_API E3DViewport *GetSceneViewport(const E3DScene *scene) { return scene ? scene->viewport : nullptr; }
 
-extern "C" E3D_API int32_t GetSceneNumberOfMeshes(const E3DScene *scene) { return scene->meshes.count; }
-extern "C" E3D_API int32_t GetSceneNumberOfCameras(const E3DScene *scene) { return scene->cameras.count; }
-extern "C" E3D_API int32_t GetSceneNumberOfLights(const E3DScene *scene) { return scene->lights.count; }
-extern "C" E3D_API int32_t GetSceneNumberOfVisibleMeshes(const E3DScene *scene) { return scene->visibleMeshCount; }
+extern "C" E3D_API int32_t GetSceneNumberOfMeshes(const E3DScene *scene) { return scene ? scene->meshes.count : 0; }
+extern "C" E3D_API int32_t GetSceneNumberOfCameras(const E3DScene *scene) { return scene ? scene->cameras.count : 0; }
+extern "C" E3D_API int32_t GetSceneNumberOfLights(const E3DScene *scene) { return scene ? scene->lights.count : 0; }
+extern "C" E3D_API int32_t GetSceneNumberOfVisibleMeshes(const E3DScene *scene) {
+    return scene ? scene->visibleMeshCount : 0;
+}
 
 extern "C" E3D_API E3DMesh *SearchMeshByIndex(const E3DScene *scene, int32_t index) {
+    if (!scene) return nullptr;
     return ByIndex<E3DMesh>(scene->meshes, index);
 }
 extern "C" E3D_API E3DCamera *SearchCameraByIndex(const E3DScene *scene, int32_t index) {
+    if (!scene) return nullptr;
     return ByIndex<E3DCamera>(scene->cameras, index);
 }
 extern "C" E3D_API E3DLight *SearchLightByIndex(const E3DScene *scene, int32_t index) {
+    if (!scene) return nullptr;
     return ByIndex<E3DLight>(scene->lights, index);
 }
 extern "C" E3D_API E3DMaterial *SearchMaterialByIndex(const E3DScene *scene, int32_t index) {
+    if (!scene) return nullptr;
     return ByIndex<E3DMaterial>(scene->materials, index);
 }
 
@@ -326,21 +339,26 @@ T *ByName(const E3DList &list, const char *text, NameOf nameOf) {
 }  // namespace
 
 extern "C" E3D_API E3DMesh *SearchMeshByName(const E3DScene *scene, const char *name) {
+    if (!scene || !name) return nullptr;
     return ByName<E3DMesh>(scene->meshes, name, [](E3DMesh *m, size_t &n) { n = sizeof m->name; return m->name; });
 }
 extern "C" E3D_API E3DCamera *SearchCameraByName(const E3DScene *scene, const char *name) {
+    if (!scene || !name) return nullptr;
     return ByName<E3DCamera>(scene->cameras, name, [](E3DCamera *c, size_t &n) { n = sizeof c->name; return c->name; });
 }
 extern "C" E3D_API E3DLight *SearchLightByName(const E3DScene *scene, const char *name) {
+    if (!scene || !name) return nullptr;
     return ByName<E3DLight>(scene->lights, name, [](E3DLight *l, size_t &n) { n = sizeof l->name; return l->name; });
 }
 extern "C" E3D_API E3DMaterial *SearchMaterialByName(const E3DScene *scene, const char *name) {
+    if (!scene || !name) return nullptr;
     return ByName<E3DMaterial>(scene->materials, name, [](E3DMaterial *m, size_t &n) {
         n = sizeof m->tail.named.name;
         return m->tail.named.name;
     });
 }
 extern "C" E3D_API E3DSkeleton *SearchSkeletonByName(const E3DScene *scene, const char *name) {
+    if (!scene || !name) return nullptr;
     // A skeleton goes by its root bone's name.
     return ByName<E3DSkeleton>(scene->skeletons, name, [](E3DSkeleton *s, size_t &n) {
         n = 32;

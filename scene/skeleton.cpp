@@ -75,11 +75,13 @@ extern "C" E3D_API void DeleteSkeleton(E3DSkeleton *skeleton) {
 }
 
 extern "C" E3D_API uint32_t SetSkeletonXFormState(E3DSkeleton *skeleton, int32_t state) {
+    if (!skeleton) return 0;
     skeleton->xformFlags = uint16_t((skeleton->xformFlags & ~3u) | (state == 1 ? 2u : 1u));
     return skeleton->xformFlags;
 }
 
 extern "C" E3D_API int32_t GetSkeletonXFormState(const E3DSkeleton *skeleton) {
+    if (!skeleton) return 0;
     return (skeleton->xformFlags & 3u) == 2u ? 1 : 0;
 }
 
@@ -106,18 +108,23 @@ extern "C" E3D_API void DeleteBone(E3DBone *bone) {
 }
 
 extern "C" E3D_API E3DBone *SetBoneRoot(E3DBone *bone) {
+    if (!bone) return nullptr;
     bone->rootFlags |= 0x80u;
     return bone;
 }
 
-extern "C" E3D_API void SetBoneTvObject(E3DBone *bone, uintptr_t value) { bone->hostObject = value; }
+extern "C" E3D_API void SetBoneTvObject(E3DBone *bone, uintptr_t value) {
+    if (bone) bone->hostObject = value;
+}
 
 extern "C" E3D_API void SetBoneOrientation(E3DBone *bone, const float *angles, uint32_t flags) {
+    if (!bone || !angles) return;
     if (flags & 1u) e3d::SetRotationFromAngles(bone->restMatrix, angles[0], angles[1], angles[2]);
     e3d::SetRotationFromAngles(bone->poseMatrix, angles[0], angles[1], angles[2]);
 }
 
 extern "C" E3D_API void SetBonePosition(E3DBone *bone, const float *xyz, uint32_t flags) {
+    if (!bone || !xyz) return;
     bone->poseMatrix[3] = xyz[0], bone->poseMatrix[7] = xyz[1], bone->poseMatrix[11] = xyz[2];
     if (flags & 1u) {
         std::memcpy(bone->position, xyz, sizeof bone->position);
@@ -127,6 +134,7 @@ extern "C" E3D_API void SetBonePosition(E3DBone *bone, const float *xyz, uint32_
 
 extern "C" E3D_API int32_t AttachBoneToSkeleton(E3DSkeleton *skeleton, const char *parentName, E3DBone *bone,
                                                 const char *boneName) {
+    if (!skeleton || !bone) return 0;
     if (!parentName) {
         const size_t size = SlotSize(0);
         auto *block = static_cast<uint8_t *>(AllocateMemory(uint32_t(size)));
@@ -195,10 +203,12 @@ extern "C" E3D_API int32_t AttachBoneToSkeleton(E3DSkeleton *skeleton, const cha
 }
 
 extern "C" E3D_API E3DBone *GetBonePointerByName(const E3DSkeleton *skeleton, const char *name) {
+    if (!skeleton) return nullptr;
     const int32_t i = FindName(skeleton, name);
     return i < 0 ? nullptr : skeleton->bones[i];
 }
 
 extern "C" E3D_API int32_t GetBoneIndexByName(const E3DSkeleton *skeleton, const char *name) {
+    if (!skeleton) return -1;
     return int8_t(FindName(skeleton, name));
 }

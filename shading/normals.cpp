@@ -73,6 +73,7 @@ void RestoreMeshPlanes(E3DMesh *mesh) {
 using namespace e3d;
 
 extern "C" E3D_API void CalcMeshPolygonsNormal(E3DMesh *mesh) {
+    if (!mesh) return;
     AllPlanes<false>(mesh);
     mesh->worldPlanes = 0;
 }
@@ -88,6 +89,7 @@ extern "C" E3D_API void UpdateMeshPolygonsNormal(E3DMesh *) {}
 // the unit face normals of the group's polygons that use it. A per-vertex
 // stamp of the group being walked finds that normal in constant time.
 extern "C" E3D_API void CalcMeshVerticesNormal(E3DMesh *mesh) {
+    if (!mesh) return;
     mesh->normalCount = 0;
     Give(mesh->vertexNormals);
     mesh->vertexNormals = nullptr;

@@ -9,6 +9,7 @@
 #include "engine3d.h"
 #include "support/memory_check.h"
 #include "support/mesh_builders.h"
+#include "support/stage.h"
 
 using e3dtest::LeakCheck;
 using e3dtest::MakeStrip;
@@ -100,6 +101,41 @@ TEST(NodeTree, DeletingARootFreesMeshDescendantsOnly) {
     bound->hostObject = 0;
     DeleteMesh(bound);
     leaks.Check();
+}
+
+// An attach that would make a node its own ancestor is refused with 0 and
+// changes nothing, so the next walk of the scene still ends.
+TEST(NodeTree, CyclesAreRefused) {
+    struct Case {
+        const char *name;
+        int depth;  // meshes in a chain under the scene's root, root included
+        int parent; // index in the chain of the node the root is hung under
+    } cases[] = {{"itself", 1, 0}, {"its child", 2, 1}, {"its grandchild", 3, 2}};
+    for (const Case &k : cases) {
+        SCOPED_TRACE(k.name);
+        LeakCheck leaks;
+        {
+            e3dtest::Stage stage;
+            E3DMesh *chain[3] = {};
+            for (int i = 0; i < k.depth; ++i) {
+                chain[i] = e3dtest::MakeQuadAt(float(2 * i), 0xFFFFFF);
+                if (i > 0) {
+                    ASSERT_EQ(AttachChildToNode(N(chain[i - 1]), N(chain[i])), 1);
+                }
+            }
+            ASSERT_EQ(AssignMeshToScene(stage.scene, ActivateMesh(chain[0]), 0), chain[0]);
+            EXPECT_EQ(AttachChildToNode(N(chain[k.parent]), N(chain[0])), 0);
+            for (int i = 0; i < k.depth; ++i) {
+                EXPECT_EQ(chain[i]->node.parent, i ? N(chain[i - 1]) : nullptr) << i;
+                EXPECT_EQ(chain[i]->node.childCount, i + 1 < k.depth ? 1 : 0) << i;
+                EXPECT_EQ(chain[i]->treePolygonCount, 2 * (k.depth - i)) << i;
+            }
+            EXPECT_EQ(stage.scene->polygonTotal, 2 * k.depth);
+            DrawScene(stage.scene);
+            EXPECT_GT(stage.Written(), 0) << "the tree is still drawn";
+        }
+        leaks.Check();
+    }
 }
 
 TEST(Names, DefaultNamesCountPerKind) {
