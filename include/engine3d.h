@@ -911,9 +911,9 @@ E3D_API E3DSkeleton *SearchSkeletonByName(const E3DScene *scene, const char *nam
 
 /* Camera at position looking at target (3 floats each), roll and fov in
  * degrees, near as given; far 100000000; named "CameraNN". NULL on failure.
- * Guard: fov follows SetCameraFov's rule (out of range or NaN: 60); a near
- * that is no positive distance up to far (zero, negative, NaN, infinite or
- * beyond 100000000) is taken as 10, the least SetCameraNear accepts. */
+ * Unlike the setters, finite fov and near are stored without range checks.
+ * Guard: a fov that is NaN or infinite is taken as 60, such a near as 10
+ * (the setters' default and least near). */
 E3D_API E3DCamera *CreateCamera(const float *position, const float *target, float roll, float fov, float near);
 /* Removes the camera from scenes and parents and frees it. Guard: viewports
  * lose it (and draw nothing until they get another); children of the camera

@@ -15,8 +15,7 @@ using e3d::IsNegative;
 
 namespace {
 
-// One rule for create and set: a field of view outside (0, 180], NaN
-// included, is taken as 60.
+// The setter's rule: a field of view outside (0, 180], NaN included, is 60.
 float UsableFov(float fov) { return fov > 0.0f && fov <= 180.0f ? fov : 60.0f; }
 
 }  // namespace
@@ -32,11 +31,11 @@ extern "C" E3D_API E3DCamera *CreateCamera(const float *position, const float *t
     std::memcpy(c->position, position, sizeof c->position);
     std::memcpy(c->target, target, sizeof c->target);
     c->roll = roll;
-    c->fov = UsableFov(fov);
+    // Stored as given, unlike the setters; only what is not a number at all
+    // takes the setters' defaults (a NaN field of view draws nothing).
+    c->fov = std::isfinite(fov) ? fov : 60.0f;
+    c->near = std::isfinite(near) ? near : 10.0f;
     c->far = 100000000.0f;
-    // Any positive distance up to far may start a camera (the setter's
-    // floor of 10 is for changes); anything else starts at that floor.
-    c->near = near > 0.0f && near <= c->far ? near : 10.0f;
     e3d::WriteDefaultName(c->name, sizeof c->name, "Camera", e3d::kCounterCamera);
     return c;
 }
