@@ -73,31 +73,28 @@ extern "C" E3D_IMPORT_API void GetImportBounds(const E3DImport *im, float *min, 
 
 extern "C" E3D_IMPORT_API int32_t FillSceneFromImport(E3DImport *im, E3DScene *scene) {
     if (!im || !scene) return 0;
-    // Each step is undone on a later failure, so the scene is all or nothing.
+    // Every step is undone on a later failure, so the scene is all or nothing.
     size_t meshes = 0, lights = 0, cameras = 0, materials = 0, skeletons = 0;
     E3DCamera *active = GetActiveSceneCamera(scene);
-    bool ok = true;
-    for (; ok && meshes < im->roots.size(); ++meshes) ok = AssignMeshToScene(scene, im->roots[meshes], 0) != nullptr;
-    if (!ok) --meshes;
-    for (; ok && lights < im->lights.size(); ++lights) {
-        ok = AssignLightToScene(scene, im->lights[lights], 1) != 0;
-        if (ok) {
-            // Every mesh of the model must carry it, the light list of a
-            // scene mesh is only filled for root meshes.
-            for (E3DMesh *m : im->roots) AssignLightToMesh(im->lights[lights], &m->node);
+    // Runs `add` on items 0, 1, ... counting those added, until one fails.
+    const auto stage = [](size_t &done, size_t count, auto add) {
+        for (; done < count; ++done) {
+            if (!add(done)) return false;
         }
-    }
-    if (!ok) --lights;
-    for (; ok && cameras < im->cameras.size(); ++cameras) ok = AssignCameraToScene(scene, im->cameras[cameras]) != 0;
-    if (!ok) --cameras;
-    for (; ok && materials < im->materials.size(); ++materials) {
-        ok = AssignMaterialToScene(scene, im->materials[materials]) != 0;
-    }
-    if (!ok) --materials;
-    for (; ok && skeletons < im->skeletons.size(); ++skeletons) {
-        ok = AssignSkeletonToScene(scene, im->skeletons[skeletons]) != 0;
-    }
-    if (!ok) --skeletons;
+        return true;
+    };
+    bool ok = stage(meshes, im->roots.size(), [&](size_t i) { return AssignMeshToScene(scene, im->roots[i], 0) != nullptr; });
+    ok = ok && stage(lights, im->lights.size(), [&](size_t i) {
+        if (!AssignLightToScene(scene, im->lights[i], 1)) return false;
+        // Children of the roots take it too.
+        for (E3DMesh *m : im->roots) AssignLightToMesh(im->lights[i], &m->node);
+        return true;
+    });
+    ok = ok && stage(cameras, im->cameras.size(), [&](size_t i) { return AssignCameraToScene(scene, im->cameras[i]) != 0; });
+    ok = ok && stage(materials, im->materials.size(),
+                     [&](size_t i) { return AssignMaterialToScene(scene, im->materials[i]) != 0; });
+    ok = ok && stage(skeletons, im->skeletons.size(),
+                     [&](size_t i) { return AssignSkeletonToScene(scene, im->skeletons[i]) != 0; });
     if (ok) {
         if (!active && !im->cameras.empty()) SetActiveSceneCamera(scene, im->cameras[0]);
         return 1;

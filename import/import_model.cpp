@@ -601,8 +601,9 @@ E3DImport *Load(const char *path, std::string &error) {
 
 void Release(E3DImport *im) {
     if (!im) return;
+    // Deleting a root frees the meshes below it, unless they are bound.
+    for (E3DMesh *m : im->meshes) SetMeshTvObject(m, 0);
     for (size_t i = 0; i < im->meshes.size(); ++i) {
-        // Deleting a root frees the meshes below it.
         if (im->meshParent[i] < 0) DeleteMesh(im->meshes[i]);
     }
     for (E3DSkeleton *s : im->skeletons) DeleteSkeleton(s);

@@ -8,6 +8,10 @@
 #include "engine3d.h"
 #include "engine3d_import.h"
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 typedef struct ModelStage {
     E3DImport *model;
     E3DScene *scene;
@@ -29,5 +33,9 @@ void ModelStageDraw(ModelStage *stage, uint16_t *pixels, int width, int height, 
 void ModelStageRelease(ModelStage *stage);
 
 #define MODEL_STAGE_BACKGROUND 0x1CE7u /* 5-5-5 grey-blue */
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif
