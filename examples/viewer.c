@@ -107,7 +107,9 @@ typedef struct Content {
 #endif
 } Content;
 
+#ifdef E3D_VIEWER_MODELS
 static const float kModelRadius = 8.0f;
+#endif
 
 static int ContentBuild(Content *c, const char *modelPath, E3DViewport *viewport, ViewerControls *controls) {
     memset(c, 0, sizeof *c);
