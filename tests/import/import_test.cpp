@@ -36,7 +36,8 @@ uint64_t Fnv1a(const void *data, size_t n) {
     return h;
 }
 
-// Opaque, cut-out and odd-sized textures: the layer, the form and the texels.
+// Opaque, cut-out and odd-sized textures: the layer, the form and the
+// texels; an odd-sized texture the model tiles is resampled to wrap.
 TEST_F(Engine, TexturedQuadTakesTheMaterialAndTheTextureInTheEngineForm) {
     struct Case {
         const char *name;
@@ -45,10 +46,13 @@ TEST_F(Engine, TexturedQuadTakesTheMaterialAndTheTextureInTheEngineForm) {
         int layer;
         bool powerOfTwo;
         uint16_t expect;  // the 5-5-5 texel (0, 0)
+        int tiles = 1;
+        int width = 0;    // in the engine, when not w
     } cases[] = {
         {"opaque", 4, 4, 0xFFFF8000u, 0, true, 0x7E00},
         {"cutout", 4, 2, 0x00FF8000u, 1, true, 0x8000},
         {"odd", 3, 2, 0xFF0010FFu, 0, false, 0x005F},
+        {"odd tiled", 3, 2, 0xFF0010FFu, 0, true, 0x005F, 3, 4},
     };
     for (const Case &c : cases) {
         TempFolder dir;
@@ -56,7 +60,7 @@ TEST_F(Engine, TexturedQuadTakesTheMaterialAndTheTextureInTheEngineForm) {
         texels[0] = c.corner;
         dir.Write("t.tga", e3dtest::Tga(c.w, c.h, texels));
         dir.Write("q.mtl", e3dtest::Mtl("t.tga"));
-        E3DImport *im = Load(dir.Write("q.obj", e3dtest::QuadObj("q.mtl")));
+        E3DImport *im = Load(dir.Write("q.obj", e3dtest::QuadObj("q.mtl", "", c.tiles)));
         ASSERT_NE(im, nullptr) << c.name;
         ASSERT_EQ(GetImportCount(im, E3D_IMPORT_MESHES), 1) << c.name;
         ASSERT_EQ(GetImportCount(im, E3D_IMPORT_TEXTURES), 1) << c.name;
@@ -70,18 +74,20 @@ TEST_F(Engine, TexturedQuadTakesTheMaterialAndTheTextureInTheEngineForm) {
         EXPECT_EQ(mat->mode & (E3D_TEXTURE_LAYER0 | E3D_TEXTURE_LAYER1), c.layer ? E3D_TEXTURE_LAYER1 : E3D_TEXTURE_LAYER0)
             << c.name;
         const E3DTextureLayer &l = mat->layers[c.layer];
-        EXPECT_EQ(l.width, c.w);
+        const int width = c.width ? c.width : c.w;
+        EXPECT_EQ(l.width, width) << c.name;
         EXPECT_EQ((l.mode & E3D_TEXTURE_POWER_OF_TWO) != 0, c.powerOfTwo) << c.name;
-        EXPECT_EQ(l.shift, c.powerOfTwo ? int(std::log2(c.w)) : c.w) << c.name;
+        EXPECT_EQ(l.shift, c.powerOfTwo ? int(std::log2(width)) : width) << c.name;
         EXPECT_EQ(l.pixels[0], c.expect) << c.name;
-        EXPECT_EQ(l.pixels[1], 0x4210) << c.name;
+        EXPECT_EQ(l.pixels[width - 1], 0x4210) << c.name;
         // Specular from Ks and Ns; textured faces take a white diffuse.
         EXPECT_EQ(GetMaterialShininess(mat), 20.0f);
         EXPECT_EQ(GetMaterialColor(mat, E3D_COLOR_DIFFUSE)[0], 255.0f);
-        // Every corner's coordinates stay in 0..1.
+        // The file's coordinates, each triangle moved by whole tiles toward 0.
         for (int p = 0; p < m->polygonCount; ++p) {
             for (int k = 0; k < 3; ++k) {
-                EXPECT_TRUE(m->polygons[p].coords[k][0] == 0.0f || m->polygons[p].coords[k][0] == 1.0f);
+                const float u = m->polygons[p].coords[k][0];
+                EXPECT_TRUE(u == 0.0f || u == float(c.tiles)) << c.name << " " << u;
             }
         }
         DeleteImport(im);

@@ -148,9 +148,11 @@ inline std::string TwoNodes(uint16_t index = 2) {
 }
 
 // A unit quad in z = 0, facing the engine's -z (toward a camera in front), textured by `texture` through an MTL file.
-inline std::string QuadObj(const std::string &mtl, const std::string &extraFaces = "") {
-    return "mtllib " + mtl + "\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
-           "usemtl skin\nf 1/1 2/2 3/3 4/4\n" + extraFaces;
+// The texture repeats `tiles` times across it.
+inline std::string QuadObj(const std::string &mtl, const std::string &extraFaces = "", int tiles = 1) {
+    const std::string t = std::to_string(tiles);
+    return "mtllib " + mtl + "\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt " + t + " 0\nvt " + t + " " + t +
+           "\nvt 0 " + t + "\nusemtl skin\nf 1/1 2/2 3/3 4/4\n" + extraFaces;
 }
 
 inline std::string Mtl(const std::string &texture) {
