@@ -1,6 +1,7 @@
 # Installs the built Engine3D into a fresh prefix, then builds and runs the
 # outside project tests/consumer twice: once through find_package(Engine3D),
-# once with a plain compiler call fed by pkg-config.
+# once with a plain compiler call fed by pkg-config; the import library's
+# consumer too when it was built.
 # -D: BUILD_DIR, CONSUMER_DIR, WORK_DIR, C_COMPILER, C_FLAGS, LINK_FLAGS, and
 # EMULATOR (optional: what runs the built programs, as for the 32-bit tests)
 cmake_minimum_required(VERSION 3.25)
@@ -24,6 +25,9 @@ run("configure with find_package" ${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_
 run("build with find_package" ${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 run("run the find_package consumer" ${EMULATOR} ${WORK_DIR}/cmake-build/consumer)
 run("run the find_package consumer, static engine" ${EMULATOR} ${WORK_DIR}/cmake-build/consumer_static)
+if(EXISTS ${WORK_DIR}/cmake-build/consumer_import)
+  run("run the find_package consumer of the import library" ${EMULATOR} ${WORK_DIR}/cmake-build/consumer_import)
+endif()
 
 # 2. pkg-config. The .pc file lies under the library directory, whatever
 # its name on this system.
@@ -43,6 +47,17 @@ separate_arguments(c_flags UNIX_COMMAND "${C_FLAGS} ${LINK_FLAGS}")
 run("build with pkg-config" ${C_COMPILER} ${c_flags} ${CONSUMER_DIR}/consumer.c ${pc_flags}
     -Wl,-rpath,${pc_libdir} -o ${WORK_DIR}/pkg-config-consumer)
 run("run the pkg-config consumer" ${EMULATOR} ${WORK_DIR}/pkg-config-consumer)
+
+# The import library's .pc file, when it was installed.
+file(GLOB_RECURSE import_pc ${prefix}/*/engine3d_import.pc)
+if(import_pc)
+  execute_process(COMMAND ${PKG_CONFIG} --cflags --libs engine3d_import OUTPUT_VARIABLE import_flags
+    OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  separate_arguments(import_flags UNIX_COMMAND "${import_flags}")
+  run("build the import consumer with pkg-config" ${C_COMPILER} ${c_flags} ${CONSUMER_DIR}/consumer_import.c
+      ${import_flags} -Wl,-rpath,${pc_libdir} -o ${WORK_DIR}/pkg-config-import-consumer)
+  run("run the pkg-config import consumer" ${EMULATOR} ${WORK_DIR}/pkg-config-import-consumer)
+endif()
 
 # 3. A fully static program through pkg-config --static (the sanitizers'
 # runtimes cannot be linked statically: that build skips it).

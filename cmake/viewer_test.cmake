@@ -2,7 +2,8 @@
 # frames and compares the picture it read back from its window, bit for bit,
 # with the headless render of the same frames. A one-frame render must
 # differ, so the comparison also proves that the frames advanced the turn.
-# -D: VIEWER, XVFB_RUN, WORK_DIR, FRAMES
+# -D: VIEWER, XVFB_RUN, WORK_DIR, FRAMES, and MODEL (optional: a model file
+# the viewer opens instead of the showcase)
 cmake_minimum_required(VERSION 3.25)
 
 function(run what)
@@ -22,10 +23,10 @@ set(first ${WORK_DIR}/first.png)
 set(asan_options "$ENV{ASAN_OPTIONS}")
 set(ENV{ASAN_OPTIONS} "${asan_options}:detect_leaks=0")
 run("viewer under xvfb" ${XVFB_RUN} -a -s "-screen 0 800x600x24"
-    ${VIEWER} --frames ${FRAMES} --screenshot ${window})
+    ${VIEWER} ${MODEL} --frames ${FRAMES} --screenshot ${window})
 set(ENV{ASAN_OPTIONS} "${asan_options}")
-run("headless render" ${VIEWER} --headless --frames ${FRAMES} --screenshot ${headless})
-run("first frame" ${VIEWER} --headless --frames 1 --screenshot ${first})
+run("headless render" ${VIEWER} ${MODEL} --headless --frames ${FRAMES} --screenshot ${headless})
+run("first frame" ${VIEWER} ${MODEL} --headless --frames 1 --screenshot ${first})
 execute_process(COMMAND ${CMAKE_COMMAND} -E compare_files ${window} ${headless} RESULT_VARIABLE same)
 if(NOT same EQUAL 0)
   message(FATAL_ERROR "the window's picture differs from the headless render (${window}, ${headless})")

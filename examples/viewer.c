@@ -1,11 +1,14 @@
-/* Engine3D viewer: the showcase scene in an SDL2 window, in real time.
+/* Engine3D viewer: the showcase scene, or a model file, in an SDL2 window,
+ * in real time.
  *
  * Left-drag orbits, the wheel zooms, D switches depth buffer / painter's
  * sort, 1 / 2 / 3 solid / wire / dots, L the lights, Space pauses the slow
  * turn, Esc quits. The window title shows frames per second and
  * milliseconds per frame; resizing the window resizes the viewport.
  *
- * usage: viewer [--frames N] [--screenshot out.png] [--headless]
+ * usage: viewer [MODEL] [--frames N] [--screenshot out.png] [--headless]
+ *   MODEL           a model file (with the import library): framed from its
+ *                   bounds, its first animation playing
  *   --frames N      stop after N frames, each advancing the turn by 1/60 s
  *   --screenshot F  write the last frame as read back from the window
  *   --headless      no window: render the same frames into memory only */
@@ -19,6 +22,12 @@
 #include "png_writer.h"
 #include "showcase_scene.h"
 #include "viewer_controls.h"
+#ifdef E3D_VIEWER_MODELS
+#include <math.h>
+
+#include "engine3d_import.h"
+#include "render_frame.h"
+#endif
 
 /* A viewport over a frame buffer of the host's. */
 typedef struct Frame {
@@ -60,6 +69,7 @@ static void RenderFrame(E3DScene *scene, const Frame *f) {
 }
 
 typedef struct Options {
+    const char *model; /* NULL: the showcase */
     int frames; /* 0: until Esc or the window closes */
     const char *screenshot;
     int headless;
@@ -75,11 +85,111 @@ static int ParseOptions(int argc, char **argv, Options *o) {
             o->screenshot = argv[++i];
         } else if (!strcmp(argv[i], "--headless")) {
             o->headless = 1;
+        } else if (argv[i][0] != '-' && !o->model) {
+            o->model = argv[i];
         } else {
             return 0;
         }
     }
     return !o->headless || o->frames > 0;
+}
+
+/* What the viewer shows: the showcase scene, or a model on its stage. The
+ * orbit controls work in showcase units; a model is seen through them
+ * scaled so that its bounding sphere has radius kModelRadius. */
+typedef struct Content {
+    E3DScene *scene;
+#ifdef E3D_VIEWER_MODELS
+    E3DImport *model;
+    ModelStage stage;
+    float scale; /* model units per control unit */
+    float time;  /* animation seconds */
+#endif
+} Content;
+
+#ifdef E3D_VIEWER_MODELS
+static const float kModelRadius = 8.0f;
+#endif
+
+static int ContentBuild(Content *c, const char *modelPath, E3DViewport *viewport, ViewerControls *controls) {
+    memset(c, 0, sizeof *c);
+    if (!modelPath) {
+        c->scene = ShowcaseBuildScene(viewport);
+        ViewerControlsInit(controls, kShowcaseEye, kShowcaseTarget);
+        return c->scene != NULL;
+    }
+#ifdef E3D_VIEWER_MODELS
+    char error[512];
+    c->model = ImportModelFile(modelPath, error, sizeof error);
+    if (!c->model) {
+        fprintf(stderr, "viewer: %s\n", error);
+        return 0;
+    }
+    for (int i = 0; i < GetImportWarningCount(c->model); ++i)
+        fprintf(stderr, "warning: %s\n", GetImportWarning(c->model, i));
+    if (!ModelStageBuild(&c->stage, c->model, viewport)) return 0;
+    c->scene = c->stage.scene;
+    c->scale = c->stage.radius / kModelRadius;
+    float eye[3];
+    const float origin[3] = {0.0f, 0.0f, 0.0f};
+    GetCameraPosition(eye, c->stage.camera, 0);
+    for (int k = 0; k < 3; ++k) eye[k] = (eye[k] - c->stage.center[k]) / c->scale;
+    ViewerControlsInit(controls, eye, origin);
+    return 1;
+#else
+    (void)viewport;
+    fprintf(stderr, "viewer: built without the import library, it opens no model files\n");
+    return 0;
+#endif
+}
+
+/* The controls into the scene, and the model's animation forward. */
+static void ContentApply(Content *c, ViewerControls *controls, E3DViewport *viewport, float seconds) {
+    ViewerControlsApply(controls, c->scene, viewport);
+#ifdef E3D_VIEWER_MODELS
+    if (!c->model) return;
+    float eye[3];
+    ViewerControlsEye(controls, eye);
+    for (int k = 0; k < 3; ++k) eye[k] = c->stage.center[k] + eye[k] * c->scale;
+    SetCameraPosition(c->stage.camera, eye, 0);
+    SetCameraPosition(c->stage.camera, c->stage.center, 1);
+    /* Near stays in front of the model however close the zoom comes (the
+     * field is written directly: SetCameraNear keeps a floor of 10). */
+    const float d = controls->distance * c->scale, r = c->stage.radius;
+    c->stage.camera->near = d - r > 0.05f * d ? d - r : 0.05f * d;
+    SetCameraFar(c->stage.camera, d + 2.0f * r);
+    if (c->stage.lights[0]) SetLightPosition(c->stage.lights[0], eye, 0);
+    if (GetImportClipCount(c->model) > 0 && !controls->paused) {
+        const float length = GetImportClipDuration(c->model, 0);
+        c->time += seconds;
+        SetImportAnimationTime(c->model, 0, length > 0.0f ? fmodf(c->time, length) : 0.0f);
+    }
+#else
+    (void)seconds;
+#endif
+}
+
+static void ContentRender(Content *c, const Frame *f) {
+#ifdef E3D_VIEWER_MODELS
+    if (c->model) {
+        ModelStageDraw(&c->stage, f->pixels, f->width, f->height, f->width);
+        return;
+    }
+#endif
+    RenderFrame(c->scene, f);
+}
+
+static void ContentRelease(Content *c) {
+#ifdef E3D_VIEWER_MODELS
+    if (c->model) {
+        ModelStageRelease(&c->stage);
+        DeleteImport(c->model);
+        memset(c, 0, sizeof *c);
+        return;
+    }
+#endif
+    if (c->scene) DeleteScene(c->scene);
+    memset(c, 0, sizeof *c);
 }
 
 /* Fixed-step runs (--frames) advance the turn by this much a frame, so they
@@ -89,21 +199,24 @@ static const float kFixedStep = 1.0f / 60.0f;
 static int RunHeadless(const Options *o) {
     Frame frame;
     ViewerControls controls;
+    Content content;
     if (!FrameCreate(&frame, kShowcaseWidth, kShowcaseHeight, 1)) return 1;
-    E3DScene *scene = ShowcaseBuildScene(frame.viewport);
-    if (!scene) return 1;
-    ViewerControlsInit(&controls, kShowcaseEye, kShowcaseTarget);
+    if (!ContentBuild(&content, o->model, frame.viewport, &controls)) {
+        ContentRelease(&content);
+        FrameDelete(&frame);
+        return 1;
+    }
     for (int i = 0; i < o->frames; ++i) {
         ViewerControlsAdvance(&controls, kFixedStep);
-        ViewerControlsApply(&controls, scene, frame.viewport);
-        RenderFrame(scene, &frame);
+        ContentApply(&content, &controls, frame.viewport, kFixedStep);
+        ContentRender(&content, &frame);
     }
     int failed = 0;
     if (o->screenshot && WritePng555(o->screenshot, frame.pixels, frame.width, frame.height, frame.width) != 0) {
         fprintf(stderr, "could not write %s\n", o->screenshot);
         failed = 1;
     }
-    DeleteScene(scene);
+    ContentRelease(&content);
     FrameDelete(&frame);
     return failed;
 }
@@ -145,11 +258,11 @@ static int RunWindow(const Options *o) {
     /* RGB555 is the engine's pixel: the buffer is uploaded as it is. */
     SDL_Texture *texture =
         SDL_CreateTexture(renderer, SDL_PIXELFORMAT_RGB555, SDL_TEXTUREACCESS_STREAMING, width, height);
-    E3DScene *scene = ShowcaseBuildScene(frame.viewport);
     ViewerControls controls;
-    ViewerControlsInit(&controls, kShowcaseEye, kShowcaseTarget);
-
-    int failed = !texture || !scene;
+    Content content;
+    memset(&content, 0, sizeof content);
+    int failed = !texture || !ContentBuild(&content, o->model, frame.viewport, &controls);
+    E3DScene *scene = content.scene;
     const Uint64 ticksPerSecond = SDL_GetPerformanceFrequency();
     Uint64 last = SDL_GetPerformanceCounter(), titleStart = last, drawTicks = 0;
     const Uint64 runStart = last;
@@ -185,10 +298,11 @@ static int RunWindow(const Options *o) {
         const float elapsed = (float)(now - last) / (float)ticksPerSecond;
         last = now;
         /* A long stall (a dragged window) must not jump the turn. */
-        ViewerControlsAdvance(&controls, o->frames ? kFixedStep : (elapsed < 0.1f ? elapsed : 0.1f));
-        ViewerControlsApply(&controls, scene, frame.viewport);
+        const float step = o->frames ? kFixedStep : (elapsed < 0.1f ? elapsed : 0.1f);
+        ViewerControlsAdvance(&controls, step);
+        ContentApply(&content, &controls, frame.viewport, step);
         const Uint64 drawStart = SDL_GetPerformanceCounter();
-        RenderFrame(scene, &frame);
+        ContentRender(&content, &frame);
         const Uint64 drawn = SDL_GetPerformanceCounter() - drawStart;
         drawTicks += drawn;
         runDrawTicks += drawn;
@@ -222,7 +336,7 @@ static int RunWindow(const Options *o) {
         printf("%d frames of %d x %d: %.2f ms per frame, engine %.2f ms per frame\n", count, frame.width,
                frame.height, 1000.0 * seconds / count, 1000.0 * (double)runDrawTicks / (double)ticksPerSecond / count);
     }
-    if (scene) DeleteScene(scene);
+    ContentRelease(&content);
     FrameDelete(&frame);
     if (texture) SDL_DestroyTexture(texture);
     SDL_DestroyRenderer(renderer);
@@ -234,7 +348,7 @@ static int RunWindow(const Options *o) {
 int main(int argc, char **argv) {
     Options o;
     if (!ParseOptions(argc, argv, &o)) {
-        fprintf(stderr, "usage: %s [--frames N] [--screenshot out.png] [--headless]\n", argv[0]);
+        fprintf(stderr, "usage: %s [MODEL] [--frames N] [--screenshot out.png] [--headless]\n", argv[0]);
         return 2;
     }
     InitEngine3D();
