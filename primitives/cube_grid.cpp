@@ -54,10 +54,10 @@ bool BuildGrid(E3DMesh *m, const void *args, uint32_t colour) {
             // the cell's top and left, the second its right and bottom only at
             // the grid's last column and row.
             E3DPolygon &first = m->polygons[index], &second = m->polygons[index + 1];
-            first.flags = (first.flags & ~0xE00u) | 0xC00u;
-            second.flags &= ~0xE00u;
-            if (c == g.columns - 1) second.flags |= 0x400u;
-            if (r == g.rows - 1) second.flags |= 0x200u;
+            first.flags = (first.flags & ~e3d::kEdgeMask) | e3d::kEdge2 | e3d::kEdge1;
+            second.flags &= ~e3d::kEdgeMask;
+            if (c == g.columns - 1) second.flags |= e3d::kEdge1;
+            if (r == g.rows - 1) second.flags |= e3d::kEdge0;
         }
     }
     return true;

@@ -24,7 +24,7 @@ E3DMesh *Generate(int32_t vertexCount, int32_t polygonCount, uint32_t colour, co
         return nullptr;
     }
     WriteDefaultName(mesh->name, sizeof mesh->name, base, counter);
-    mesh->meshKind = 1;
+    mesh->meshKind = e3d::kMeshOrdinary;
     return mesh;
 }
 

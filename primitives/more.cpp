@@ -368,6 +368,6 @@ extern "C" E3D_API E3DMesh *TubeCreate(float outerRadius, float innerRadius, flo
 extern "C" E3D_API E3DMesh *BillboardCreate(float size, const float *scale, uint32_t colour) {
     if (size <= 0.0f) return nullptr;
     E3DMesh *m = Generate(4, 2, colour, scale, "Billboard", kCounterBillboard, BuildBillboard, &size);
-    if (m) m->meshKind = 3;
+    if (m) m->meshKind = e3d::kMeshBillboard;
     return m;
 }

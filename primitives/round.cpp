@@ -100,8 +100,8 @@ bool BuildTorus(E3DMesh *m, const void *args, uint32_t colour) {
             SetMeshTriPolygon(m, 2 * cur + 1, cur, next, diag, int32_t(colour), 0);
             // The quad's diagonal is hidden, its four sides shown.
             E3DPolygon &first = m->polygons[2 * cur], &second = m->polygons[2 * cur + 1];
-            first.flags = (first.flags & ~0xE00u) | 0xA00u;
-            second.flags = (second.flags & ~0xE00u) | 0x600u;
+            first.flags = (first.flags & ~e3d::kEdgeMask) | e3d::kEdge2 | e3d::kEdge0;
+            second.flags = (second.flags & ~e3d::kEdgeMask) | e3d::kEdge1 | e3d::kEdge0;
             SetMeshTriTexCoords(m, 2 * cur, sCoord, t, sCoord + ds, t - dt, sCoord + ds, t);
             SetMeshTriTexCoords(m, 2 * cur + 1, sCoord, t, sCoord, t - dt, sCoord + ds, t - dt);
         }
@@ -127,7 +127,7 @@ bool BuildDisk(E3DMesh *m, const void *args, uint32_t colour) {
         const bool closing = i == a.segments;
         SetMeshTriPolygon(m, i - 1, 0, closing ? 1 : i + 1, closing ? a.segments : i, int32_t(colour), 0);
         E3DPolygon &p = m->polygons[i - 1];
-        p.flags = (p.flags & ~0xE00u) | 0x200u;  // the rim shows, the spokes do not
+        p.flags = (p.flags & ~e3d::kEdgeMask) | e3d::kEdge0;  // the rim shows, the spokes do not
         if (closing) SetMeshTriTexCoords(m, i - 1, u, 0.0f, u, 1.0f, u + du, 1.0f);
         else SetMeshTriTexCoords(m, i - 1, u, 0.0f, u + du, 1.0f, u, 1.0f);
         if (!closing) u += du;

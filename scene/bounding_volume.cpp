@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/fast_math.h"
+#include "core/modes.h"
 #include "e3dhost.h"
 #include "pipeline/clip.h"
 #include "scene/mesh.h"
@@ -33,12 +34,12 @@ extern "C" E3D_API E3DMesh *CreateAABB(E3DMesh *mesh) {
     const int faces[6][4] = {{0, 1, 2, 3}, {1, 5, 6, 2}, {5, 4, 7, 6}, {4, 0, 3, 7}, {4, 5, 1, 0}, {3, 2, 6, 7}};
     for (int f = 0; f < 6; ++f) SetMeshQuadPolygon(box, 2 * f, faces[f][0], faces[f][1], faces[f][2], faces[f][3], 0, f);
     E3DMaterial &m = box->defaultMaterial;
-    m.mode = (m.mode & ~0x700000u) | 0x300000u;
-    m.mode = (m.mode & ~7u) | 1u;
+    m.mode = (m.mode & ~kRenderSolid) | kRenderWire;
+    m.mode = (m.mode & ~kShadeMask) | E3D_SHADE_NONE;
     float *c = MaterialColor(&m, 0);
     c[0] = c[1] = c[2] = 255.0f;
     c[3] = 0.0f;
-    box->state = 0x00300021u;
+    box->state = kRenderWire | E3D_CULL_BACK | E3D_SHADE_NONE;
     return box;
 }
 

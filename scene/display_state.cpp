@@ -3,6 +3,7 @@
 #include "engine3d.h"
 
 #include "core/matrix.h"
+#include "core/modes.h"
 #include "core/node.h"
 
 using e3d::IsMeshNode;
@@ -18,69 +19,73 @@ extern "C" E3D_API void SetMeshRenderMode(E3DNode *node, uint32_t mode) {
     if (!node) return;
     if (IsMeshNode(node)) {
         E3DMesh *m = AsMesh(node);
-        switch (mode & ~0x40u) {
-            case 0x100000u: m->state = (m->state & 0xF81FFFBFu) | 0x100000u; break;
-            case 0x300000u: m->state = (m->state & 0xF83FFFBFu) | 0x300000u; break;
-            case 0x700000u: m->state = (m->state & 0xF87FFFBFu) | 0x700000u; break;
+        // Dots, wire and solid clear the render bits above their own; any
+        // texture layer bit turns every render bit on.
+        switch (const uint32_t render = mode & ~e3d::kModifier) {
+            case e3d::kRenderDots:
+            case e3d::kRenderWire:
+            case e3d::kRenderSolid:
+                m->state = (m->state & ~((e3d::kRenderMask ^ render) | e3d::kModifier)) | render;
+                break;
             default:
-                if (mode & 0x7800000u) m->state = (m->state & ~0x40u) | 0x7F00000u;
+                if (mode & e3d::kLayerPresentMask) m->state = (m->state & ~e3d::kModifier) | e3d::kRenderMask;
                 break;
         }
-        m->state = (m->state & ~0x40u) | (mode & 0x40u);
+        m->state = (m->state & ~e3d::kModifier) | (mode & e3d::kModifier);
         SetMaterialRenderMode(&m->defaultMaterial, mode);
     }
     for (int i = 0; i < node->childCount; ++i) SetMeshRenderMode(node->children[i], mode);
 }
 
-extern "C" E3D_API uint32_t GetMeshRenderMode(const E3DMesh *mesh) { return mesh ? mesh->state & 0x7F00000u : 0; }
+extern "C" E3D_API uint32_t GetMeshRenderMode(const E3DMesh *mesh) { return mesh ? mesh->state & e3d::kRenderMask : 0; }
 
 extern "C" E3D_API void SetMeshCullMode(E3DNode *node, uint32_t mode) {
     if (!node) return;
     uint32_t passed = mode;
     // Only ordinary validated meshes take a cull mode; billboards, deformed
     // and unvalidated meshes keep theirs but still pass it on.
-    if (IsMeshNode(node) && AsMesh(node)->meshKind == 1) {
+    if (IsMeshNode(node) && AsMesh(node)->meshKind == e3d::kMeshOrdinary) {
         E3DMesh *m = AsMesh(node);
-        m->state = (m->state & ~0x38u) | (mode & 0x38u);
-        passed = mode & 0x38u;
+        m->state = (m->state & ~e3d::kCullMask) | (mode & e3d::kCullMask);
+        passed = mode & e3d::kCullMask;
     }
     for (int i = 0; i < node->childCount; ++i) SetMeshCullMode(node->children[i], passed);
 }
 
-extern "C" E3D_API uint32_t GetMeshCullMode(const E3DMesh *mesh) { return mesh ? mesh->state & 0x38u : 0; }
+extern "C" E3D_API uint32_t GetMeshCullMode(const E3DMesh *mesh) { return mesh ? mesh->state & e3d::kCullMask : 0; }
 
 extern "C" E3D_API void SetMeshShadeMode(E3DNode *node, uint32_t mode) {
     if (!node) return;
     uint32_t passed = mode;
     if (IsMeshNode(node)) {
         E3DMesh *m = AsMesh(node);
-        m->state = (m->state & ~7u) | (mode & 7u);
-        SetMaterialShadeMode(&m->defaultMaterial, mode & 7u);
-        passed = mode & 7u;
+        m->state = (m->state & ~e3d::kShadeMask) | (mode & e3d::kShadeMask);
+        SetMaterialShadeMode(&m->defaultMaterial, mode & e3d::kShadeMask);
+        passed = mode & e3d::kShadeMask;
     }
     for (int i = 0; i < node->childCount; ++i) SetMeshShadeMode(node->children[i], passed);
 }
 
-extern "C" E3D_API uint32_t GetMeshShadeMode(const E3DMesh *mesh) { return mesh ? mesh->state & 7u : 0; }
+extern "C" E3D_API uint32_t GetMeshShadeMode(const E3DMesh *mesh) { return mesh ? mesh->state & e3d::kShadeMask : 0; }
 
 extern "C" E3D_API void HideMesh(E3DNode *node) {
     if (!node) return;
-    if (IsMeshNode(node)) AsMesh(node)->state |= 0x4000u;
+    if (IsMeshNode(node)) AsMesh(node)->state |= e3d::kMeshHidden;
     for (int i = 0; i < node->childCount; ++i) HideMesh(node->children[i]);
 }
 
 // Deliberately narrower than HideMesh: only type code 1 is shown again.
 extern "C" E3D_API void ShowMesh(E3DNode *node) {
     if (!node) return;
-    if (NodeType(node) == 1) AsMesh(node)->state &= ~0x4000u;
+    if (NodeType(node) == 1) AsMesh(node)->state &= ~e3d::kMeshHidden;
     for (int i = 0; i < node->childCount; ++i) ShowMesh(node->children[i]);
 }
 
-extern "C" E3D_API uint32_t IsHiddenMesh(const E3DMesh *mesh) { return mesh ? mesh->state & 0x4000u : 0; }
+extern "C" E3D_API uint32_t IsHiddenMesh(const E3DMesh *mesh) { return mesh ? mesh->state & e3d::kMeshHidden : 0; }
 
 extern "C" E3D_API E3DMesh *ActivateMesh(E3DMesh *mesh) {
     if (!mesh) return nullptr;
-    mesh->state |= 0x8000u;
+    mesh->state |= e3d::kMeshActive;
     return mesh;
 }
 
@@ -88,13 +93,13 @@ extern "C" E3D_API void SetMeshFaceSmoothG(E3DMesh *mesh, int32_t index, int32_t
     if (!mesh) return;
     if (index < 0 || index >= mesh->polygonCount || group < 0 || group >= 32) return;
     E3DPolygon &p = mesh->polygons[index];
-    p.flags = (p.flags & ~(31u << 12)) | (uint32_t(group) << 12);
+    p.flags = (p.flags & ~(31u << e3d::kGroupShift)) | (uint32_t(group) << e3d::kGroupShift);
 }
 
 extern "C" E3D_API int32_t GetMeshFaceSmoothG(const E3DMesh *mesh, int32_t index) {
     if (!mesh) return 0;
     if (index < 0 || index >= mesh->polygonCount) return 0;
-    return int32_t((mesh->polygons[index].flags >> 12) & 31u);
+    return int32_t((mesh->polygons[index].flags >> e3d::kGroupShift) & 31u);
 }
 
 extern "C" E3D_API E3DMesh *SetMeshBillboardMode(E3DMesh *mesh, uint32_t mode) {

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/engine_state.h"
+#include "core/modes.h"
 #include "core/names.h"
 #include "core/node.h"
 #include "e3dhost.h"
@@ -107,7 +108,7 @@ extern "C" E3D_API E3DLight *SetLightAttenuation(E3DLight *light, float nearValu
 extern "C" E3D_API uint32_t *SetLightStatus(E3DLight *light, int32_t on, int32_t attenuated) {
     if (!light) return nullptr;
     light->flags = attenuated ? (light->flags | 1u) : (light->flags & ~1u);
-    light->flags = on ? (light->flags | 0x80000000u) : (light->flags & ~0x80000000u);
+    light->flags = on ? (light->flags | e3d::kLightOn) : (light->flags & ~e3d::kLightOn);
     return &light->flags;
 }
 

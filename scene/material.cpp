@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/live_objects.h"
+#include "core/modes.h"
 #include "core/names.h"
 #include "core/node.h"
 #include "e3dhost.h"
@@ -14,11 +15,11 @@
 
 namespace {
 
-constexpr uint32_t kLayerPresent0 = 0x800000u;  // layer n: kLayerPresent0 << n
-constexpr uint32_t kLayerPresentMask = 0x7800000u;
-constexpr uint32_t kPowerOfTwoSides = 0x40000000u;
-constexpr uint32_t kSpecularOn = 0x80000u;
-constexpr uint32_t kColorOpOn = 0x100u;
+using e3d::kColorOpOn;
+using e3d::kLayerPresent0;
+using e3d::kLayerPresentMask;
+using e3d::kPowerOfTwoSides;
+using e3d::kSpecularOn;
 
 // Layer block n; block 3 shares its storage with colorOp and the name.
 E3DTextureLayer *Layer(E3DMaterial *m, uint32_t n) { return n < 3 ? &m->layers[n] : &m->tail.layer3; }
@@ -286,31 +287,31 @@ extern "C" E3D_API uint32_t GetMaterialAlphaMode(const E3DMaterial *material) {
 
 extern "C" E3D_API void SetMaterialRenderMode(E3DMaterial *material, uint32_t mode) {
     if (!material) return;
-    SetModeField(material, mode, 0x700000u);
+    SetModeField(material, mode, e3d::kRenderSolid);
 }
 
 extern "C" E3D_API uint32_t GetMaterialRenderMode(const E3DMaterial *material) {
     if (!material) return 0;
-    return material->mode & 0x700040u;
+    return material->mode & (e3d::kRenderSolid | e3d::kModifier);
 }
 
 extern "C" E3D_API void SetMaterialShadeMode(E3DMaterial *material, uint32_t mode) {
-    if (material) SetModeField(material, mode, 7u);
+    if (material) SetModeField(material, mode, e3d::kShadeMask);
 }
 
 extern "C" E3D_API uint32_t GetMaterialShadeMode(const E3DMaterial *material) {
     if (!material) return 0;
-    return material->mode & 7u;
+    return material->mode & e3d::kShadeMask;
 }
 
 extern "C" E3D_API void SetMaterialCullMode(E3DMaterial *material, uint32_t mode) {
     if (!material) return;
-    SetModeField(material, mode, 0x38u);
+    SetModeField(material, mode, e3d::kCullMask);
 }
 
 extern "C" E3D_API uint32_t GetMaterialCullMode(const E3DMaterial *material) {
     if (!material) return 0;
-    return material->mode & 0x38u;
+    return material->mode & e3d::kCullMask;
 }
 
 extern "C" E3D_API E3DTextureLayer *SetTexture(E3DMesh *mesh, E3DTexture *texture, int32_t layer) {

@@ -4,8 +4,9 @@
 
 #include <cstring>
 
-#include "core/matrix.h"
 #include "core/live_objects.h"
+#include "core/matrix.h"
+#include "core/modes.h"
 #include "core/names.h"
 #include "core/node.h"
 #include "e3dhost.h"
@@ -18,8 +19,6 @@ namespace e3d {
 
 namespace {
 
-constexpr uint32_t kInitialState = 0x07F00027u;
-constexpr uint32_t kDefaultMaterialMode = 0x00700063u;
 constexpr int kLightSlots = 64;
 constexpr size_t kSpareBytes = 4096;
 
@@ -62,8 +61,8 @@ void InitRecord(E3DMesh *m, uint32_t colour) {
     m->node.childCount = 0;
     m->node.parent = nullptr;
     m->node.children = nullptr;
-    m->meshKind = 0;
-    m->state = kInitialState;
+    m->meshKind = kMeshUnvalidated;
+    m->state = kMeshInitialState;
     m->billboardMode = 0;
     SetIdentity(m->modelMatrix);
     SetIdentity(m->baseMatrix);
@@ -98,7 +97,7 @@ bool HasRepeatedCorner(const E3DPolygon &p) {
 
 uint32_t PolygonFlags(uint32_t base, int32_t group) {
     // Groups of 32 and above are dropped; a negative one is shifted in as is.
-    return group < 32 ? base | (uint32_t(group) << 12) : base;
+    return group < 32 ? base | (uint32_t(group) << kGroupShift) : base;
 }
 
 bool ValidVertex(const E3DMesh *m, int32_t i) { return i >= 0 && i < m->vertexCount; }
@@ -170,7 +169,7 @@ void DeleteMeshRecord(E3DMesh *mesh, bool redirectFaces) {
 }
 
 void RefreshMeshMatrices(E3DMesh *mesh) {
-    mesh->state &= ~0x000A0000u;
+    mesh->state &= ~(kMeshOutsideView | kMeshCrossesDepth);
     float *w = mesh->worldMatrix;
     const float *m = mesh->modelMatrix, *b = mesh->baseMatrix;
     w[3] = m[3] + b[3];
@@ -257,7 +256,7 @@ extern "C" E3D_API int32_t SetMeshTriPolygon(E3DMesh *mesh, int32_t index, int32
     p.vertex[2] = a;
     p.material = &mesh->defaultMaterial;
     p.backMaterial = &mesh->defaultMaterial;
-    p.flags = PolygonFlags(0x00700E47u, group);
+    p.flags = PolygonFlags(kTriangleFlags, group);
     return 1;
 }
 
@@ -281,12 +280,12 @@ extern "C" E3D_API int32_t SetMeshQuadPolygon(E3DMesh *mesh, int32_t index, int3
     p.vertex[0] = d;
     p.vertex[1] = b;
     p.vertex[2] = a;
-    p.flags = PolygonFlags(0x00700C47u, group);
+    p.flags = PolygonFlags(kQuadFirstFlags, group);
     E3DPolygon &q = mesh->polygons[index + 1];
     q.vertex[0] = d;
     q.vertex[1] = c;
     q.vertex[2] = b;
-    q.flags = PolygonFlags(0x00700647u, group);
+    q.flags = PolygonFlags(kQuadSecondFlags, group);
     p.material = p.backMaterial = q.material = q.backMaterial = &mesh->defaultMaterial;
     return 1;
 }
@@ -309,7 +308,7 @@ extern "C" E3D_API void SetMeshTriTexCoords(E3DMesh *mesh, int32_t index, float 
     p.coords[0][0] = uc, p.coords[0][1] = vc;
     p.coords[1][0] = ub, p.coords[1][1] = vb;
     p.coords[2][0] = ua, p.coords[2][1] = va;
-    p.flags |= 0x07800000u;
+    p.flags |= kLayerPresentMask;
 }
 
 extern "C" E3D_API void SetMeshQuadTexCoords(E3DMesh *mesh, int32_t index, float ua, float va, float ub, float vb,
@@ -322,12 +321,12 @@ extern "C" E3D_API void SetMeshQuadTexCoords(E3DMesh *mesh, int32_t index, float
     p.coords[0][0] = ud, p.coords[0][1] = vd;
     p.coords[1][0] = ub, p.coords[1][1] = vb;
     p.coords[2][0] = ua, p.coords[2][1] = va;
-    p.flags |= 0x07800000u;
+    p.flags |= kLayerPresentMask;
     E3DPolygon &q = mesh->polygons[index + 1];
     q.coords[0][0] = ud, q.coords[0][1] = vd;
     q.coords[1][0] = uc, q.coords[1][1] = vc;
     q.coords[2][0] = ub, q.coords[2][1] = vb;
-    q.flags |= 0x07800000u;
+    q.flags |= kLayerPresentMask;
 }
 
 extern "C" E3D_API int32_t DeleteMesh(E3DMesh *mesh) {
@@ -408,8 +407,8 @@ extern "C" E3D_API E3DMesh *ValidateMesh(E3DMesh *mesh) {
         DeleteMesh(mesh);
         return nullptr;
     }
-    mesh->state |= 0x8000u;
-    mesh->meshKind = mesh->skeleton ? 2 : 1;  // a skeleton given before validation deforms it
+    mesh->state |= kMeshActive;
+    mesh->meshKind = mesh->skeleton ? kMeshDeformed : kMeshOrdinary;  // a skeleton given before validation deforms it
     return mesh;
 }
 
@@ -427,7 +426,7 @@ extern "C" E3D_API int32_t AssignSkeletonToMesh(E3DMesh *mesh, E3DSkeleton *skel
     mesh->skinWeights = weights;
     mesh->skinCount = mesh->vertexCount > 0 ? mesh->vertexCount : 0;
     mesh->skeleton = skeleton;
-    if (mesh->meshKind == 1 && skeleton) mesh->meshKind = 2;  // drawn deformed from now on
+    if (mesh->meshKind == kMeshOrdinary && skeleton) mesh->meshKind = kMeshDeformed;  // drawn deformed from now on
     return 1;
 }
 
@@ -437,7 +436,7 @@ extern "C" E3D_API void RemoveSkeletonFromMesh(E3DMesh *mesh) {
     if (mesh->skinWeights) FreeMemory(mesh->skinWeights);
     mesh->skinWeights = nullptr;
     mesh->skinCount = 0;
-    if (mesh->meshKind == 2) mesh->meshKind = 1;
+    if (mesh->meshKind == kMeshDeformed) mesh->meshKind = kMeshOrdinary;
     // Drawn as an ordinary mesh from now on: its planes go back to mesh space.
     RestoreMeshPlanes(mesh);
 }

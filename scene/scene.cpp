@@ -7,6 +7,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "core/modes.h"
 #include "core/engine_state.h"
 #include "core/node.h"
 #include "e3dhost.h"
@@ -140,7 +141,7 @@ extern "C" E3D_API E3DScene *CreateScene(void) {
 }
 
 extern "C" E3D_API E3DMesh *AssignMeshToScene(E3DScene *scene, E3DMesh *mesh, uint32_t flags) {
-    if (!scene || !mesh || !(mesh->state & 0x8000u)) return nullptr;
+    if (!scene || !mesh || !(mesh->state & e3d::kMeshActive)) return nullptr;
     E3DMesh *root = RootMesh(mesh);
     if (Holds(scene->meshes, root)) return nullptr;
     // The new list and the list slot are had first: when either cannot be

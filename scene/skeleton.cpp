@@ -7,6 +7,7 @@
 
 #include "core/engine_state.h"
 #include "core/matrix.h"
+#include "core/modes.h"
 #include "e3dhost.h"
 #include "scene/unhook.h"
 
@@ -109,7 +110,7 @@ extern "C" E3D_API void DeleteBone(E3DBone *bone) {
 
 extern "C" E3D_API E3DBone *SetBoneRoot(E3DBone *bone) {
     if (!bone) return nullptr;
-    bone->rootFlags |= 0x80u;
+    bone->rootFlags |= e3d::kRootBone;
     return bone;
 }
 
