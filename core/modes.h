@@ -53,6 +53,10 @@ inline constexpr uint32_t kPowerOfTwoSides = E3D_TEXTURE_POWER_OF_TWO;
 inline constexpr uint32_t kEdge0 = 0x200u, kEdge1 = 0x400u, kEdge2 = 0x800u;
 inline constexpr uint32_t kEdgeMask = kEdge0 | kEdge1 | kEdge2;
 inline constexpr int kGroupShift = 12;
+// Set per frame by the stages: the polygon goes to the sorted list, and the
+// side showing is the back (drawn with the back material).
+inline constexpr uint32_t kPolygonSeeThrough = 0x40u;
+inline constexpr uint32_t kPolygonBackShowing = 0x80u;
 // A new triangle: solid, every edge shown, bit 6, Gouraud; a quad's two
 // triangles leave out the shared diagonal.
 inline constexpr uint32_t kTriangleFlags = kRenderSolid | kEdgeMask | kModifier | E3D_SHADE_GOURAUD;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/fast_math.h"
+#include "core/modes.h"
 #include "scene/mesh.h"
 #include "shading/skinning.h"
 #include "shading/vertex_stages.h"
@@ -128,13 +129,13 @@ void StartSums(LightSums &s, const E3DMaterial *m, const float *point) {
     s.point[0] = point[0], s.point[1] = point[1], s.point[2] = point[2];
     s.eye[0] = g_projection.eye[0], s.eye[1] = g_projection.eye[1], s.eye[2] = g_projection.eye[2];
     s.shininess = m->shininess;
-    s.specularOn = (m->mode & 0x80000u) != 0;
+    s.specularOn = (m->mode & e3d::kSpecularOn) != 0;
 }
 
 void RunLights(const E3DMesh *mesh, const LightRoutine *table, const float *normal, LightSums &s) {
     for (int i = 0; i < 64 && mesh->lights[i]; ++i) {
         const E3DLight &l = *mesh->lights[i];
-        if (l.flags & 0x80000000u) table[l.flags & 31u](l, normal, s);
+        if (l.flags & e3d::kLightOn) table[l.flags & 31u](l, normal, s);
     }
 }
 
@@ -145,12 +146,12 @@ void FaceLighting(E3DMesh *mesh, E3DPolygon *p, uint32_t mode, const E3DMaterial
     const E3DVertex &first = mesh->vertices[p->vertex[0]];
     StartSums(s, m, World ? first.worldPosition : first.position);
     const float plane[4] = {p->normal[0], p->normal[1], p->normal[2], p->planeD};
-    RunLights(mesh, (p->flags & 0x80u) ? kFaceBackLights.data() : kFaceFrontLights.data(), plane, s);
+    RunLights(mesh, (p->flags & e3d::kPolygonBackShowing) ? kFaceBackLights.data() : kFaceFrontLights.data(), plane, s);
     p->color = ComposeColor(s, m, mode);
 }
 
 void VertexLighting(E3DMesh *mesh, E3DPolygon *p, uint32_t mode, const E3DMaterial *m) {
-    const LightRoutine *table = (p->flags & 0x80u) ? kCornerBackLights.data() : kCornerFrontLights.data();
+    const LightRoutine *table = (p->flags & e3d::kPolygonBackShowing) ? kCornerBackLights.data() : kCornerFrontLights.data();
     uint32_t *out[3] = {&p->color, &p->color1, &p->color2};
     for (int j = 0; j < 3; ++j) {
         LightSums s;
@@ -167,7 +168,7 @@ void VertexLighting(E3DMesh *mesh, E3DPolygon *p, uint32_t mode, const E3DMateri
 // Gouraud lighting of a bone-deformed mesh: as VertexLighting, at the world
 // positions and with each corner normal blended like its vertex.
 void SkinnedVertexLighting(E3DMesh *mesh, E3DPolygon *p, uint32_t mode, const E3DMaterial *m) {
-    const LightRoutine *table = (p->flags & 0x80u) ? kCornerBackLights.data() : kCornerFrontLights.data();
+    const LightRoutine *table = (p->flags & e3d::kPolygonBackShowing) ? kCornerBackLights.data() : kCornerFrontLights.data();
     uint32_t *out[3] = {&p->color, &p->color1, &p->color2};
     for (int j = 0; j < 3; ++j) {
         LightSums s;
@@ -186,7 +187,7 @@ void SetUpWorldLights(E3DMesh *mesh) {
     if (!mesh->lights) return;
     for (int i = 0; i < 64 && mesh->lights[i]; ++i) {
         E3DLight &l = *mesh->lights[i];
-        if (!(l.flags & 0x80000000u)) continue;
+        if (!(l.flags & e3d::kLightOn)) continue;
         switch (l.flags & 31u) {
             case 2: case 3: case 19:
                 std::memcpy(l.meshPosition, l.workPosition, sizeof l.meshPosition);
@@ -216,10 +217,10 @@ void LightlessColor(E3DPolygon *p, float k, uint32_t mode, const E3DMaterial *m)
         return;
     }
     const float *c0 = MaterialColor(m, 0), *c1 = MaterialColor(m, 1), *c2 = MaterialColor(m, 2);
-    const uint32_t field = mode & 0x7800000u;
+    const uint32_t field = mode & e3d::kLayerPresentMask;
     float v[3];
     for (int x = 0; x < 3; ++x) {
-        v[x] = (field == 0 || field == 0x2000000u) ? k * c1[x] + c2[x] + c0[x] : (c2[x] + c0[x]) + k * 255.0f;
+        v[x] = (field == 0 || field == E3D_TEXTURE_LAYER2) ? k * c1[x] + c2[x] + c0[x] : (c2[x] + c0[x]) + k * 255.0f;
     }
     p->color = PackColor(v[0], v[1], v[2]);
 }
@@ -230,8 +231,8 @@ void LightlessColor(E3DPolygon *p, float k, uint32_t mode, const E3DMaterial *m)
 uint32_t ComposeColor(const LightSums &s, const E3DMaterial *m, uint32_t mode) {
     const float *c0 = MaterialColor(m, 0), *c1 = MaterialColor(m, 1);
     const float *c2 = MaterialColor(m, 2), *c3 = MaterialColor(m, 3);
-    const uint32_t field = mode & 0x7800000u;
-    const bool colourModulated = field == 0 || field == 0x2000000u;
+    const uint32_t field = mode & e3d::kLayerPresentMask;
+    const bool colourModulated = field == 0 || field == E3D_TEXTURE_LAYER2;
     const float sums[3] = {s.r, s.g, s.b};
     const float specular = s.specular * m->specularLevel;
     float v[3];
@@ -247,7 +248,7 @@ void SetUpLights(E3DMesh *mesh) {
     if (!mesh->lights) return;
     for (int i = 0; i < 64 && mesh->lights[i]; ++i) {
         E3DLight &l = *mesh->lights[i];
-        if (!(l.flags & 0x80000000u)) continue;
+        if (!(l.flags & e3d::kLightOn)) continue;
         switch (l.flags & 31u) {
             case 2: case 3: case 19:
                 ToMeshSpace(mesh, l.workPosition, l.meshPosition);

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "core/matrix.h"
+#include "core/modes.h"
 #include "pipeline/clip.h"
 #include "pipeline/view.h"
 #include "shading/vertex_stages.h"
@@ -23,9 +24,6 @@ namespace {
 // always precedes its children).
 float g_restWorld[kBoneTableSize][12];
 float g_poseWorld[kBoneTableSize][12];
-
-constexpr uint32_t kOutsideView = 0x20000u;
-constexpr uint32_t kCrossesDepth = 0x80000u;
 
 void Copy12(float *out, const float *in) { std::memcpy(out, in, 12 * sizeof(float)); }
 
@@ -210,7 +208,7 @@ bool AnyVertexDeformed(const E3DMesh *mesh) {
 bool ApplySkeleton(E3DMesh *mesh) {
     BuildBoneTable(mesh);
     if (!AnyVertexDeformed(mesh)) return false;
-    mesh->state &= ~(kOutsideView | kCrossesDepth);
+    mesh->state &= ~(kMeshOutsideView | kMeshCrossesDepth);
     float lo[3], hi[3];
     DeformVertices(mesh, lo, hi);
     bool finite = true, empty = false;
@@ -219,11 +217,11 @@ bool ApplySkeleton(E3DMesh *mesh) {
         empty = empty || lo[a] > hi[a];
     }
     if (empty) {  // no vertex with a position: nothing to draw
-        mesh->state |= kOutsideView;
+        mesh->state |= kMeshOutsideView;
         return true;
     }
     if (!finite) {  // Guard: unbounded positions are never culled, and clamp
-        mesh->state |= kCrossesDepth;
+        mesh->state |= kMeshCrossesDepth;
         return true;
     }
     // The box of the deformed vertices: culled only when all eight corners
@@ -234,8 +232,8 @@ bool ApplySkeleton(E3DMesh *mesh) {
         const float corner[3] = {(c & 1) ? hi[0] : lo[0], (c & 2) ? hi[1] : lo[1], (c & 4) ? hi[2] : lo[2]};
         all &= CornerCode(corner, crosses);
     }
-    if (crosses) mesh->state |= kCrossesDepth;
-    if (all) mesh->state |= kOutsideView;
+    if (crosses) mesh->state |= kMeshCrossesDepth;
+    if (all) mesh->state |= kMeshOutsideView;
     if (mesh->skeleton && mesh->skeleton->sphere) {
         E3DBVSphere *sphere = mesh->skeleton->sphere;
         float r2 = 0.0f;
