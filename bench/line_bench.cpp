@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "engine3d.h"
-#include "pipeline/view.h"
+#include "core/view.h"
 #include "raster/raster.h"
 #include "raster/wire.h"
 

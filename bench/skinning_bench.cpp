@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "engine3d.h"
-#include "shading/normals.h"
+#include "core/normals.h"
 #include "shading/skinning.h"
 #include "shading/vertex_stages.h"
 #include "skinning_scene.h"

@@ -5,17 +5,17 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/clip.h"
 #include "core/matrix.h"
 #include "core/node.h"
-#include "pipeline/clip.h"
+#include "core/normals.h"
+#include "core/view.h"
 #include "pipeline/dispatch.h"
 #include "pipeline/radix_sort.h"
-#include "pipeline/view.h"
 #include "raster/flat_solid.h"
 #include "raster/gouraud_solid.h"
 #include "raster/raster.h"
 #include "scene/mesh.h"
-#include "shading/normals.h"
 #include "shading/skinning.h"
 #include "shading/vertex_stages.h"
 

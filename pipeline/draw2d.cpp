@@ -3,9 +3,9 @@
 // and restores it.
 #include "engine3d.h"
 
-#include "pipeline/clip.h"
+#include "core/clip.h"
+#include "core/view.h"
 #include "pipeline/draw2d.h"
-#include "pipeline/view.h"
 #include "raster/raster.h"
 #include "raster/wire.h"
 #include "scene/mesh.h"

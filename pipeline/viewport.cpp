@@ -6,10 +6,10 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/clip.h"
 #include "core/engine_state.h"
 #include "core/live_objects.h"
 #include "e3dhost.h"
-#include "pipeline/clip.h"
 #include "raster/raster.h"
 
 using e3d::DepthBufferElements;

@@ -2,8 +2,8 @@
 // eight forms come from one template body.
 #include <cmath>
 
-#include "pipeline/clip.h"
-#include "pipeline/view.h"
+#include "core/clip.h"
+#include "core/view.h"
 #include "raster/pixel.h"
 #include "raster/raster.h"
 #include "raster/wire.h"

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstddef>
 
-#include "pipeline/dispatch.h"
-#include "pipeline/view.h"
+#include "core/clip.h"
+#include "core/view.h"
 #include "raster/line.h"
 #include "raster/pixel.h"
 #include "raster/raster.h"

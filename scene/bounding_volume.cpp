@@ -4,10 +4,10 @@
 
 #include <cstring>
 
+#include "core/clip.h"
 #include "core/fast_math.h"
 #include "core/modes.h"
 #include "e3dhost.h"
-#include "pipeline/clip.h"
 #include "scene/mesh.h"
 
 using namespace e3d;

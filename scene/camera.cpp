@@ -4,11 +4,11 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/clip.h"
 #include "core/names.h"
 #include "core/node.h"
+#include "core/view.h"
 #include "e3dhost.h"
-#include "pipeline/clip.h"
-#include "pipeline/view.h"
 #include "scene/unhook.h"
 
 using e3d::IsNegative;

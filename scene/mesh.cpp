@@ -9,11 +9,11 @@
 #include "core/modes.h"
 #include "core/names.h"
 #include "core/node.h"
+#include "core/normals.h"
 #include "e3dhost.h"
 #include "scene/bounding_volume.h"
 #include "scene/scene_links.h"
 #include "scene/unhook.h"
-#include "shading/normals.h"
 
 namespace e3d {
 

@@ -8,10 +8,10 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/clip.h"
 #include "core/matrix.h"
 #include "core/modes.h"
-#include "pipeline/clip.h"
-#include "pipeline/view.h"
+#include "core/view.h"
 #include "shading/vertex_stages.h"
 
 namespace e3d {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "pipeline/clip.h"
+#include "core/clip.h"
 #include "shading/skinning.h"
 
 namespace e3d {

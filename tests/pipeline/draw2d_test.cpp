@@ -4,8 +4,8 @@
 #include <limits>
 #include <random>
 
+#include "core/view.h"
 #include "pipeline/draw2d.h"
-#include "pipeline/view.h"
 #include "raster/pixel.h"
 #include "support/line_model.h"
 

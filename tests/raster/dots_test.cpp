@@ -5,7 +5,7 @@
 #include <limits>
 #include <random>
 
-#include "pipeline/clip.h"
+#include "core/clip.h"
 #include "raster/pixel.h"
 #include "raster/wire.h"
 #include "support/line_model.h"

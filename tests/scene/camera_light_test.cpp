@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "engine3d.h"
-#include "pipeline/view.h"
+#include "core/view.h"
 #include "support/memory_check.h"
 #include "support/mesh_builders.h"
 #include "support/stage.h"

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "engine3d.h"
-#include "pipeline/view.h"
+#include "core/view.h"
 #include "raster/raster.h"
 
 namespace e3dtest {

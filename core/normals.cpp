@@ -1,6 +1,6 @@
 // Face normals with their plane constants, and corner normals shared within
 // smoothing groups.
-#include "shading/normals.h"
+#include "core/normals.h"
 
 #include <cstring>
 

@@ -5,6 +5,8 @@
 #include <bit>
 #include <cstdint>
 
+#include "engine3d.h"
+
 namespace e3d {
 
 // Out-code bits of a projected vertex.
@@ -49,6 +51,21 @@ struct ClipFrame {
     float centerX, centerY, yScale, focal;
     float nearZ, farZ;
 };
+
+// Bounds and projection constants of the frame being drawn.
+extern ClipFrame g_clipFrame;
+
+// One end of an edge cut to the depth range: screen position, reciprocal
+// depth and the end's parameter t along the edge (0 at a, 1 at b).
+struct EdgePoint {
+    float x, y, w, t;
+};
+
+// The part of the edge a -> b between the near and far planes of the frame,
+// for the wire fillers, which clip for themselves: an end beyond a plane
+// (by its out-code) moves onto it and is projected there. False when the
+// edge lies wholly beyond one plane.
+bool CutEdgeToDepthRange(const E3DVertex &a, const E3DVertex &b, EdgePoint &from, EdgePoint &to);
 
 // A clipped polygon never has more than 9 corners (a triangle cut by two planes
 // and four lines); the arrays leave room for degenerate input, and emission

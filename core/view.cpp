@@ -1,5 +1,5 @@
 // View and projection.
-#include "pipeline/view.h"
+#include "core/view.h"
 
 #include <bit>
 #include <cmath>

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-#include "pipeline/clip.h"
+#include "core/clip.h"
 
 using namespace e3d;
 
