@@ -1,22 +1,16 @@
-// Engine start and release.
+// The engine-wide state and the root tables it starts with.
 #include "engine3d.h"
 
 #include <bit>
 #include <cmath>
 
 #include "core/engine_state.h"
-#include "e3dhost.h"
-#include "core/lifecycle_links.h"
 
 namespace e3d {
 
 EngineState g_engine;
 
 namespace {
-
-// Nothing in the engine depends on the processor type; the answer is
-// received and deliberately ignored.
-void SelectProcessorRoutines(int32_t) {}
 
 // Entry i covers the float 0x3F000000 | (i << 14): [0.5, 1) for i < 512,
 // [1, 2) above, indexed by the low exponent bit and nine mantissa bits.
@@ -46,25 +40,3 @@ void BuildRootTables() {
 }
 
 }  // namespace e3d
-
-using e3d::g_engine;
-
-extern "C" E3D_API int32_t InitEngine3D(void) {
-    e3d::SelectProcessorRoutines(ProcessorGetType());
-    InitRadixSort();
-    e3d::BuildRasterTables();
-    e3d::BuildRootTables();
-    g_engine.sceneHead = nullptr;
-    g_engine.sceneTail = nullptr;
-    g_engine.initialised = 1;
-    return 0;
-}
-
-extern "C" E3D_API void ReleaseEngine3D(void) {
-    if (!g_engine.initialised) return;
-    ReleaseRadixSort();
-    e3d::ReleaseRasterTables();
-    g_engine.sceneHead = nullptr;
-    g_engine.sceneTail = nullptr;
-    g_engine.initialised = 0;
-}

@@ -1,5 +1,6 @@
-// Node tree: attach, detach and the recursive detach that frees mesh
-// descendants, with the polygon bookkeeping of mesh trees.
+// Node records: their type and the root of a mesh tree. The tree operations
+// themselves (attach, detach, the recursive detach that frees meshes) are
+// the scene's: scene/node_tree.h.
 #pragma once
 
 #include "engine3d.h"
@@ -15,13 +16,5 @@ inline E3DNode *MeshTreeRoot(E3DNode *n) {
     while (n->parent && NodeType(n->parent) == 1) n = n->parent;
     return n;
 }
-
-// Unhooks a camera or light and its target node from their parents and
-// detaches their children, which become roots of their own.
-void UnlinkNodeWithTarget(E3DNode *node, E3DNode *target);
-
-// Detaches every child (children's subtrees first) and frees the meshes
-// among them; cameras, lights and targets are detached only.
-void DetachAllChildren(E3DNode *node);
 
 }  // namespace e3d

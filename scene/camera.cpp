@@ -9,6 +9,7 @@
 #include "core/node.h"
 #include "core/view.h"
 #include "e3dhost.h"
+#include "scene/node_tree.h"
 #include "scene/unhook.h"
 
 using e3d::IsNegative;

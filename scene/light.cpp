@@ -10,6 +10,7 @@
 #include "core/names.h"
 #include "core/node.h"
 #include "e3dhost.h"
+#include "scene/node_tree.h"
 #include "scene/unhook.h"
 
 namespace {

@@ -12,6 +12,7 @@
 #include "core/normals.h"
 #include "e3dhost.h"
 #include "scene/bounding_volume.h"
+#include "scene/node_tree.h"
 #include "scene/scene_links.h"
 #include "scene/unhook.h"
 

@@ -3,9 +3,9 @@
 #include "core/node.h"
 
 #include "core/engine_state.h"
-#include "core/node_links.h"
 #include "e3dhost.h"
 #include "scene/mesh.h"
+#include "scene/node_tree.h"
 #include "scene/scene_links.h"
 
 namespace e3d {

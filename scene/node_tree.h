@@ -1,14 +1,21 @@
-// What the node tree asks of the mesh code. A mesh hung under a mesh is
-// drawn and sorted as part of its root's tree, so attaching and detaching
-// move polygon counts and sort buffers between trees and the scenes that
-// hold them; the recursive detach lets go of the meshes it detaches. The
-// mesh code (scene/mesh_tree.cpp) defines these; core/ knows meshes only as
-// nodes.
+// The node tree's operations (scene/node_tree.cpp) and what they ask of the
+// mesh code (scene/mesh_tree.cpp). A mesh hung under a mesh is drawn and
+// sorted as part of its root's tree, so attaching and detaching move polygon
+// counts and sort buffers between trees and the scenes that hold them; the
+// recursive detach lets go of the meshes it detaches.
 #pragma once
 
 #include "engine3d.h"
 
 namespace e3d {
+
+// Unhooks a camera or light and its target node from their parents and
+// detaches their children, which become roots of their own.
+void UnlinkNodeWithTarget(E3DNode *node, E3DNode *target);
+
+// Detaches every child (children's subtrees first) and frees the meshes
+// among them; cameras, lights and targets are detached only.
+void DetachAllChildren(E3DNode *node);
 
 // The polygon lists a mesh joining a mesh tree needs (the scenes holding
 // either tree, or the root's own list), had before anything changes: when

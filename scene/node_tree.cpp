@@ -1,12 +1,12 @@
 // Node tree operations. What a mesh hung under a mesh means for polygon
-// counts and sort buffers is the mesh code's business (core/node_links.h).
-#include "core/node.h"
+// counts and sort buffers is the mesh code's business (scene/mesh_tree.cpp).
+#include "scene/node_tree.h"
 
 #include <cstring>
 #include <initializer_list>
 
+#include "core/node.h"
 #include "e3dhost.h"
-#include "core/node_links.h"
 
 namespace e3d {
 
