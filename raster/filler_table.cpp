@@ -2,6 +2,7 @@
 // pass. Rows 0, 2, 4, 5 and 6 share the block of empty routines.
 #include <array>
 
+#include "raster/filler_list.h"
 #include "raster/raster.h"
 #include "raster/wire.h"
 
@@ -16,48 +17,34 @@ namespace {
 using Row = std::array<TriangleFillerRoutine, 256>;
 
 struct Pair {
-    uint32_t drawMode;
+    uint32_t shade, drawMode;
     TriangleFillerRoutine sorted, depth;
 };
 
+// One row per shade mode: an entry per filler of the list in that row. Unlit
+// dots, wire and solid polygons share the flat fillers.
 template <size_t N>
-constexpr Row MakeRow(const Pair (&pairs)[N]) {
+constexpr Row RowOf(uint32_t shade, const Pair (&all)[N]) {
     Row row{};
     for (auto &entry : row) entry = EmptyFiller;
-    for (const Pair &p : pairs) {
-        row[2 * p.drawMode] = p.sorted;
-        row[2 * p.drawMode + 1] = p.depth;
+    for (size_t i = 0; i < N; ++i) {
+        if (all[i].shade != shade) continue;
+        row[2 * all[i].drawMode] = all[i].sorted;
+        row[2 * all[i].drawMode + 1] = all[i].depth;
     }
     return row;
 }
 
-// Unlit solid, dots and wire polygons share the flat fillers. Draw modes 1
-// and 3 are dots and wire; 15, 23 and 39 the diffuse, opacity and
-// environment maps.
-constexpr Pair kNone[] = {{1, ClipAndDrawFlatDotsTriangle, ClipAndDrawFlatDotsTriangleZ},
-                          {3, ClipAndDrawFlatWireTriangle, ClipAndDrawFlatWireTriangleZ},
-                          {7, FlatSolidTriangle, FlatSolidTriangleZ},
-                          {15, NoneDiffuseTriangle, NoneDiffuseTriangleZ},
-                          {23, NoneOpacityTriangle, NoneOpacityTriangleZ},
-                          {39, NoneEnvironmentTriangle, NoneEnvironmentTriangleZ}};
-constexpr Pair kFlat[] = {{1, ClipAndDrawFlatDotsTriangle, ClipAndDrawFlatDotsTriangleZ},
-                          {3, ClipAndDrawFlatWireTriangle, ClipAndDrawFlatWireTriangleZ},
-                          {7, FlatSolidTriangle, FlatSolidTriangleZ},
-                          {15, FlatDiffuseTriangle, FlatDiffuseTriangleZ},
-                          {23, FlatOpacityTriangle, FlatOpacityTriangleZ},
-                          {39, FlatEnvironmentTriangle, FlatEnvironmentTriangleZ}};
-constexpr Pair kGouraud[] = {{1, ClipAndDrawGouraudDotsTriangle, ClipAndDrawGouraudDotsTriangleZ},
-                             {3, ClipAndDrawGouraudWireTriangle, ClipAndDrawGouraudWireTriangleZ},
-                             {7, GouraudSolidTriangle, GouraudSolidTriangleZ},
-                             {15, GouraudDiffuseTriangle, GouraudDiffuseTriangleZ},
-                             {23, GouraudOpacityTriangle, GouraudOpacityTriangleZ},
-                             {39, GouraudEnvironmentTriangle, GouraudEnvironmentTriangleZ}};
-constexpr Pair kNothing[] = {{0, EmptyFiller, EmptyFiller}};
+#define E3D_LISTED(shade, drawMode, name) {shade, drawMode, name, name##Z},
+#define E3D_LISTED_TEXTURE(shade, drawMode, name, lighting, map) E3D_LISTED(shade, drawMode, name)
+constexpr Pair kListed[] = {E3D_FILLERS(E3D_LISTED, E3D_LISTED_TEXTURE)};
+#undef E3D_LISTED
+#undef E3D_LISTED_TEXTURE
 
-constexpr Row kEmptyRow = MakeRow(kNothing);
-constexpr Row kNoneRow = MakeRow(kNone);
-constexpr Row kFlatRow = MakeRow(kFlat);
-constexpr Row kGouraudRow = MakeRow(kGouraud);
+constexpr Row kEmptyRow = RowOf(0, kListed);
+constexpr Row kNoneRow = RowOf(E3D_SHADE_NONE, kListed);
+constexpr Row kFlatRow = RowOf(E3D_SHADE_FLAT, kListed);
+constexpr Row kGouraudRow = RowOf(E3D_SHADE_GOURAUD, kListed);
 
 constexpr const TriangleFillerRoutine *kRows[8] = {kEmptyRow.data(), kNoneRow.data(),  kEmptyRow.data(),
                                                    kFlatRow.data(),  kEmptyRow.data(), kEmptyRow.data(),

@@ -1,4 +1,5 @@
 // The exported triangle fillers, drawing into the current viewport.
+#include "raster/filler_list.h"
 #include "raster/flat_solid.h"
 #include "raster/gouraud_solid.h"
 #include "raster/raster.h"
@@ -49,100 +50,21 @@ extern "C" E3D_API void GouraudSolidTriangleZ(E3DPolygon *polygon, E3DVertex *ve
 
 namespace {
 
-void Textured(E3DPolygon *polygon, E3DVertex *vertices, e3d::TextureLighting lighting, e3d::TextureMapKind map,
-              bool depthPass) {
+template <e3d::TextureLighting lighting, e3d::TextureMapKind map, bool depthPass>
+void Textured(E3DPolygon *polygon, E3DVertex *vertices) {
+    if (!polygon || !vertices) return;
     e3d::TextureFill(polygon, vertices, e3d::CurrentRasterTarget(depthPass), lighting, map, depthPass);
 }
 
 }  // namespace
 
-// Texture-mapped fillers: lighting x map x pass.
-extern "C" E3D_API void NoneDiffuseTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kDiffuseMap, false);
-}
-
-extern "C" E3D_API void NoneDiffuseTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kDiffuseMap, true);
-}
-
-extern "C" E3D_API void NoneOpacityTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kOpacityMap, false);
-}
-
-extern "C" E3D_API void NoneOpacityTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kOpacityMap, true);
-}
-
-extern "C" E3D_API void NoneEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kEnvironmentMap, false);
-}
-
-extern "C" E3D_API void NoneEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureUnlit, e3d::kEnvironmentMap, true);
-}
-
-extern "C" E3D_API void FlatDiffuseTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureFlat, e3d::kDiffuseMap, false);
-}
-
-extern "C" E3D_API void FlatDiffuseTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureFlat, e3d::kDiffuseMap, true);
-}
-
-extern "C" E3D_API void FlatOpacityTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureFlat, e3d::kOpacityMap, false);
-}
-
-extern "C" E3D_API void FlatOpacityTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureFlat, e3d::kOpacityMap, true);
-}
-
-extern "C" E3D_API void FlatEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureFlat, e3d::kEnvironmentMap, false);
-}
-
-extern "C" E3D_API void FlatEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureFlat, e3d::kEnvironmentMap, true);
-}
-
-extern "C" E3D_API void GouraudDiffuseTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kDiffuseMap, false);
-}
-
-extern "C" E3D_API void GouraudDiffuseTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kDiffuseMap, true);
-}
-
-extern "C" E3D_API void GouraudOpacityTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kOpacityMap, false);
-}
-
-extern "C" E3D_API void GouraudOpacityTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kOpacityMap, true);
-}
-
-extern "C" E3D_API void GouraudEnvironmentTriangle(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kEnvironmentMap, false);
-}
-
-extern "C" E3D_API void GouraudEnvironmentTriangleZ(E3DPolygon *polygon, E3DVertex *vertices) {
-    if (!polygon || !vertices) return;
-    Textured(polygon, vertices, e3d::kTextureGouraud, e3d::kEnvironmentMap, true);
-}
+// Texture-mapped fillers: lighting x map x pass, from the filler list.
+#define E3D_WRITTEN_ELSEWHERE(shade, drawMode, name)
+#define E3D_TEXTURE_FILLER(shade, drawMode, name, lighting, map)                          \
+    extern "C" E3D_API void name(E3DPolygon *polygon, E3DVertex *vertices) {             \
+        Textured<e3d::lighting, e3d::map, false>(polygon, vertices);                     \
+    }                                                                                    \
+    extern "C" E3D_API void name##Z(E3DPolygon *polygon, E3DVertex *vertices) {          \
+        Textured<e3d::lighting, e3d::map, true>(polygon, vertices);                      \
+    }
+E3D_FILLERS(E3D_WRITTEN_ELSEWHERE, E3D_TEXTURE_FILLER)
