@@ -42,7 +42,7 @@ static double MeshBytes(int32_t vertices, int32_t triangles) {
 }
 
 static double ViewportBytes(int32_t side, int32_t own) {
-    static uint16_t pixels[1024 * 1024];
+    static uint16_t pixels[512 * 512];
     E3DTexture surface = {0};
     surface.pixels = pixels;
     surface.width = surface.width2 = side;
