@@ -2,7 +2,7 @@
 // 640 x 480 buffer. Mpix/s is reported as "items_per_second".
 #include <benchmark/benchmark.h>
 
-#include <emmintrin.h>
+#include "raster/simd.h"
 
 #include <cstring>
 #include <random>

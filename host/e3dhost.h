@@ -6,7 +6,11 @@
 
 #include <stdint.h>
 
-#if defined(E3DHOST_BUILDING)
+#if defined(_WIN32) && defined(E3DHOST_BUILDING)
+#define E3DHOST_API __declspec(dllexport)
+#elif defined(_WIN32)
+#define E3DHOST_API __declspec(dllimport)
+#elif defined(E3DHOST_BUILDING)
 #define E3DHOST_API __attribute__((visibility("default")))
 #else
 #define E3DHOST_API

@@ -53,7 +53,13 @@
 
 #include <stdint.h>
 
-#if defined(E3D_BUILDING)
+/* Windows: exported from the DLL, imported by its users; E3D_STATIC for a
+ * program linking the static library there. */
+#if defined(_WIN32) && defined(E3D_BUILDING)
+#define E3D_API __declspec(dllexport)
+#elif defined(_WIN32) && !defined(E3D_STATIC)
+#define E3D_API __declspec(dllimport)
+#elif defined(E3D_BUILDING)
 #define E3D_API __attribute__((visibility("default")))
 #else
 #define E3D_API

@@ -1,7 +1,7 @@
 // The ordered dither of eight lanes at once, for the SSE2 span writers.
 #pragma once
 
-#include <emmintrin.h>
+#include "raster/simd.h"
 
 #include <cstdint>
 

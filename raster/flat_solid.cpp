@@ -2,11 +2,10 @@
 // come from one template body.
 #include "raster/flat_solid.h"
 
-#include <emmintrin.h>
-
 #include <cmath>
 
 #include "raster/pixel.h"
+#include "raster/simd.h"
 
 namespace e3d {
 

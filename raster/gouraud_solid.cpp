@@ -3,8 +3,7 @@
 // sorted pass at each span's right end.
 #include "raster/gouraud_solid.h"
 #include "raster/dither_sse2.h"
-
-#include <emmintrin.h>
+#include "raster/simd.h"
 
 #include <cmath>
 

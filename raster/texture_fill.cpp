@@ -6,8 +6,6 @@
 // instances keep the library small (it also ships as WebAssembly).
 #include "raster/texture_fill.h"
 
-#include <emmintrin.h>
-
 #include <bit>
 #include <climits>
 #include <cmath>
@@ -16,6 +14,7 @@
 #include "raster/dither_sse2.h"
 #include "raster/pixel.h"
 #include "raster/raster.h"
+#include "raster/simd.h"
 
 namespace e3d {
 
@@ -66,17 +65,12 @@ struct TextureState {
 
 TextureState g_tex;
 
-// x rounded to the nearest integer (ties to even), wrapped to 32 bits. The
-// conversion instruction answers every value in range; the rest (far-tiled
-// coordinates) wraps, which keeps the right power-of-two texel, and
-// non-finite values give 0.
+// x rounded to the nearest integer (ties to even), wrapped to 32 bits: the
+// 64-bit conversion answers every value in range, and the rest (far-tiled
+// coordinates) wraps, which keeps the right power-of-two texel; non-finite
+// values give 0. Plain C++ rather than the SSE2 conversion, which SIMDe
+// would have to emulate off x86: the same bits on every processor.
 inline uint32_t RoundWrap32(float x) {
-#if defined(__x86_64__) || defined(__i386__)
-    // One instruction for the usual case; where SSE2 is translated rather
-    // than native, the portable lines below give the same bits more cheaply.
-    const int32_t r = _mm_cvtss_si32(_mm_set_ss(x));
-    if (r != INT32_MIN) return uint32_t(r);
-#endif
     if (!(std::fabs(x) < 9.0e18f)) return 0;
     return uint32_t(uint64_t(std::llrint(x)));
 }

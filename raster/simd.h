@@ -1,0 +1,12 @@
+// SSE2 intrinsics on every processor: SIMDe maps them to SSE2 itself on x86,
+// to NEON on ARM and to WebAssembly SIMD in the browser, so the span writers
+// have one source. Without SIMDe (an x86 machine that lacks it) the
+// compiler's own header serves.
+#pragma once
+
+#if defined(E3D_HAVE_SIMDE)
+#define SIMDE_ENABLE_NATIVE_ALIASES
+#include <simde/x86/sse2.h>
+#else
+#include <emmintrin.h>
+#endif
