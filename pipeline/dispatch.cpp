@@ -3,6 +3,8 @@
 // fillers unclipped, since those clip for themselves.
 #include "pipeline/dispatch.h"
 
+#include "core/texture_layer.h"
+
 namespace e3d {
 
 namespace {
@@ -36,10 +38,10 @@ TextureState SetUpTexture(const E3DPolygon *p, uint32_t mode) {
     TextureState t{TextureSlot(mode), 0.0f, 0.0f, false};
     if (t.slot < 0) return t;
     const E3DMaterial *m = (p->flags & 0x80u) ? p->backMaterial : p->material;
-    const E3DTextureLayer &layer = m->layers[t.slot];
+    const TextureLayerView layer = ReadTextureLayer(m->layers[t.slot]);
     t.maxU = float(layer.width - 1);
     t.maxV = float(layer.height - 1);
-    t.tiling = t.slot < 2 && (layer.mode & 0x40000000u) != 0;
+    t.tiling = t.slot < 2 && layer.wraps;
     return t;
 }
 

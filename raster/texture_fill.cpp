@@ -10,6 +10,7 @@
 #include <climits>
 #include <cmath>
 
+#include "core/texture_layer.h"
 #include "raster/gouraud_solid.h"
 #include "raster/dither_sse2.h"
 #include "raster/pixel.h"
@@ -483,26 +484,8 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, int ma
     const bool back = (p->flags & 0x80u) != 0;
     const E3DMaterial *material = back ? p->backMaterial : p->material;
     if (!material) return;  // Guard: a hand-made polygon without a material draws nothing
-    const E3DTextureLayer &layer = material->layers[map];
-    const uint16_t *texels = layer.pixels;
-    if (layer.mode & 2u) {
-        // A bitmap layer: the record's pixels plus its byte offset word.
-        const E3DTexture *t = layer.texture;
-        if (!t || !t->pixels) return;
-        texels = reinterpret_cast<const uint16_t *>(reinterpret_cast<const uint8_t *>(t->pixels) +
-                                                    (t->reserved2[4] & ~1u));
-    }
-    // Guard: a layer without pixels, or with sizes that address nothing.
-    const bool masked = (layer.mode & 0x40000000u) != 0;
-    if (!texels || layer.width < 1 || layer.height < 1 || layer.shift < 0 || (masked && layer.shift > 30)) return;
-    // Guard: the masked form stays inside the texture only for the layers
-    // SetMaterialTexture marks itself, whose sides are powers of two and whose
-    // shift is log2 of the width. A caller's mode bits may carry the bit for
-    // other sides too (its shift is then the row length): such a layer keeps
-    // its masks but is addressed by rows, clamped to the texture.
-    const bool maskedForm = masked && std::has_single_bit(uint32_t(layer.width)) &&
-                            std::has_single_bit(uint32_t(layer.height)) &&
-                            uint32_t(layer.shift) == uint32_t(std::countr_zero(uint32_t(layer.width)));
+    const TextureLayerView layer = ReadTextureLayer(material->layers[map]);
+    if (!layer.texels) return;
     if (Lighting != kTextureUnlit && !(tables.scale && tables.scaleGreen && tables.scaleRed)) return;
 
     uint32_t blend = material->alphaMode & 3u;
@@ -519,16 +502,16 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, int ma
             g_tex.sourceWeight = tables.product + (255 - weight) * 32;
         }
     }
-    if (masked) {
+    if (layer.wraps) {
         g_textureMasks.u = uint32_t(layer.width - 1);
         g_textureMasks.v = uint32_t(layer.height - 1);
     }
     g_tex.blend = int(blend);
     g_tex.key = key;
     const int kind = vector && blend == kReplace ? (key ? 2 : 1) : 0;
-    const TextureSpanWriter<Lighting> writer = kWriterGroups<Lighting>[depthPass ? 1 : 0][maskedForm ? 1 : 0][kind];
-    g_tex.texels = texels;
-    g_tex.shift = uint32_t(layer.shift);
+    const TextureSpanWriter<Lighting> writer = kWriterGroups<Lighting>[depthPass ? 1 : 0][layer.maskedForm ? 1 : 0][kind];
+    g_tex.texels = layer.texels;
+    g_tex.shift = layer.shift;
     g_tex.lastTexel = int64_t(layer.height - 1) * layer.shift + (layer.width - 1);
     if constexpr (Lighting == kTextureFlat) {
         const uint32_t k = p->color;

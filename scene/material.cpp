@@ -9,6 +9,7 @@
 #include "core/modes.h"
 #include "core/names.h"
 #include "core/node.h"
+#include "core/texture_layer.h"
 #include "e3dhost.h"
 #include "scene/mesh.h"
 #include "scene/unhook.h"
@@ -184,12 +185,12 @@ extern "C" E3D_API void SetMaterialTextureMode(E3DMaterial *material, uint32_t l
     if (!material) return;
     if (layer > 3 || (value != 16 && value != 32)) return;
     E3DTextureLayer *block = Layer(material, layer);
-    block->mode = (block->mode & ~48u) | value;
+    block->mode = (block->mode & ~e3d::kLayerTextureModeMask) | value;
 }
 
 extern "C" E3D_API uint32_t GetMaterialTextureMode(E3DMaterial *material, uint32_t layer) {
     if (!material) return 0;
-    return layer > 3 ? 0 : Layer(material, layer)->mode & 48u;
+    return layer > 3 ? 0 : Layer(material, layer)->mode & e3d::kLayerTextureModeMask;
 }
 
 extern "C" E3D_API void RemoveTextureFromMaterial(E3DTexture *texture, E3DMaterial *material) {
