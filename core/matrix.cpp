@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include "core/float_math.h"
+
 namespace e3d {
 
 void SetIdentity(float *m) {
@@ -27,9 +29,9 @@ void MultiplyMatrices(float *out, const float *a, const float *b) {
 
 void SetRotationFromAngles(float *m, float x, float y, float z) {
     const float ax = x * kDegreesToRadians, ay = y * kDegreesToRadians, az = z * kDegreesToRadians;
-    const float cx = std::cos(ax), sx = std::sin(ax);
-    const float cy = std::cos(ay), sy = std::sin(ay);
-    const float cz = std::cos(az), sz = std::sin(az);
+    const float cx = Cos(ax), sx = Sin(ax);
+    const float cy = Cos(ay), sy = Sin(ay);
+    const float cz = Cos(az), sz = Sin(az);
     // Rz * Ry * Rx
     m[0] = cz * cy;
     m[1] = cz * sy * sx - sz * cx;

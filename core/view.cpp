@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 
+#include "core/float_math.h"
 #include "core/matrix.h"
 
 namespace e3d {
@@ -50,7 +51,7 @@ void LoadClipBounds(const E3DViewport *v) {
 
 void FitFocalFactor(const E3DViewport *v, E3DCamera *c) {
     const float half = c->fov * 0.5f * kDegreesToRadians;
-    const float horizontal = v->centerX / std::tan(half);
+    const float horizontal = v->centerX / Tan(half);
     // The exact-equality test is deliberate: a 4:3 buffer treats fov as the
     // horizontal angle, every other shape as the vertical one.
     c->focal = IsExactly(v->aspect, -1.0f) ? horizontal : horizontal * (v->aspect * -0.75f);
@@ -63,7 +64,7 @@ void BuildCameraViewMatrix(E3DCamera *c) {
     float look[12];
     LookRotation(look, d);
     const float r = c->roll * kDegreesToRadians;
-    const float cr = std::cos(r), sr = std::sin(r);
+    const float cr = Cos(r), sr = Sin(r);
     float *m = c->viewMatrix;
     for (int j = 0; j < 3; ++j) {
         m[j] = cr * look[j] - sr * look[4 + j];

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "core/engine_state.h"
+#include "core/float_math.h"
 #include "core/modes.h"
 #include "engine3d.h"
 

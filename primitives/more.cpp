@@ -13,8 +13,8 @@ using namespace e3d;
 
 namespace {
 
-inline float Cos(float degrees) { return std::cos(degrees * kGeneratorDegrees); }
-inline float Sin(float degrees) { return std::sin(degrees * kGeneratorDegrees); }
+inline float CosDegrees(float degrees) { return e3d::Cos(degrees * kGeneratorDegrees); }
+inline float SinDegrees(float degrees) { return e3d::Sin(degrees * kGeneratorDegrees); }
 
 const float *Position(const E3DMesh *m, int32_t i) { return m->vertices[i].position; }
 
@@ -125,8 +125,8 @@ bool BuildHemisphere(E3DMesh *m, const void *args, uint32_t colour) {
         if (k == a.rings - 1) lat = 0.0f;  // the last ring closes on the equator
         float lon = 0.0f;
         for (int32_t j = 0; j < n; ++j, lon += lonStep)
-            SetMeshVertex(m, 1 + (k - 1) * n + j, Cos(lon) * Cos(lat) * a.radius * s[0], Sin(lat) * a.radius * s[1],
-                          Sin(lon) * Cos(lat) * a.radius * s[2]);
+            SetMeshVertex(m, 1 + (k - 1) * n + j, CosDegrees(lon) * CosDegrees(lat) * a.radius * s[0],
+                          SinDegrees(lat) * a.radius * s[1], SinDegrees(lon) * CosDegrees(lat) * a.radius * s[2]);
     }
     const int32_t equator = 1 + (a.rings - 2) * n, centre = (a.rings - 1) * n + 1;
     const float inside[3] = {0.0f, a.radius * s[1] * 0.25f, 0.0f};
@@ -160,7 +160,8 @@ void PlaceWall(E3DMesh *m, int32_t first, float radius, const RoundWallArgs &a) 
         if (r == a.segments) y = -a.height * 0.5f;
         float angle = 0.0f;
         for (int32_t j = 0; j < a.sides; ++j, angle += angleStep)
-            SetMeshVertex(m, first + r * a.sides + j, Cos(angle) * radius * s[0], y * s[1], Sin(angle) * radius * s[2]);
+            SetMeshVertex(m, first + r * a.sides + j, CosDegrees(angle) * radius * s[0], y * s[1],
+                          SinDegrees(angle) * radius * s[2]);
     }
 }
 

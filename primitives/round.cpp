@@ -8,8 +8,8 @@ using namespace e3d;
 
 namespace {
 
-inline float Cos(float degrees) { return std::cos(degrees * kGeneratorDegrees); }
-inline float Sin(float degrees) { return std::sin(degrees * kGeneratorDegrees); }
+inline float CosDegrees(float degrees) { return e3d::Cos(degrees * kGeneratorDegrees); }
+inline float SinDegrees(float degrees) { return e3d::Sin(degrees * kGeneratorDegrees); }
 
 struct SphereArgs {
     float radius;
@@ -29,8 +29,8 @@ bool BuildSphere(E3DMesh *m, const void *args, uint32_t colour) {
         lat -= latStep;
         float lon = 0.0f;
         for (int32_t j = 0; j < segments; ++j, lon += lonStep) {
-            SetMeshVertex(m, 1 + (k - 1) * segments + j, Cos(lon) * Cos(lat) * a.radius * s[0], Sin(lat) * a.radius * s[1],
-                          Sin(lon) * Cos(lat) * a.radius * s[2]);
+            SetMeshVertex(m, 1 + (k - 1) * segments + j, CosDegrees(lon) * CosDegrees(lat) * a.radius * s[0],
+                          SinDegrees(lat) * a.radius * s[1], SinDegrees(lon) * CosDegrees(lat) * a.radius * s[2]);
         }
     }
     SetMeshVertex(m, bottom, 0.0f, -a.radius * s[1], 0.0f);
@@ -82,9 +82,9 @@ bool BuildTorus(E3DMesh *m, const void *args, uint32_t colour) {
     for (int32_t i = 0; i < a.segments; ++i, ringAngle += ringStep) {
         float sideAngle = 0.0f;
         for (int32_t j = 0; j < a.sides; ++j, sideAngle += sideStep) {
-            const float d = Cos(sideAngle) * a.tube + a.radius;
-            SetMeshVertex(m, i * a.sides + j, d * Cos(ringAngle) * s[0], Sin(sideAngle) * a.tube * s[1],
-                          d * Sin(ringAngle) * s[2]);
+            const float d = CosDegrees(sideAngle) * a.tube + a.radius;
+            SetMeshVertex(m, i * a.sides + j, d * CosDegrees(ringAngle) * s[0], SinDegrees(sideAngle) * a.tube * s[1],
+                          d * SinDegrees(ringAngle) * s[2]);
         }
     }
     const float ds = GeneratorStep(a.segments), dt = GeneratorStep(a.sides);
@@ -121,7 +121,7 @@ bool BuildDisk(E3DMesh *m, const void *args, uint32_t colour) {
     SetMeshVertex(m, 0, 0.0f, 0.0f, 0.0f);
     float angle = 0.0f;
     for (int32_t k = 1; k <= a.segments; ++k, angle += step)
-        SetMeshVertex(m, k, Cos(angle) * a.outer * s[0], Sin(angle) * a.outer * s[1], 0.0f);
+        SetMeshVertex(m, k, CosDegrees(angle) * a.outer * s[0], SinDegrees(angle) * a.outer * s[1], 0.0f);
     float u = 0.0f;
     for (int32_t i = 1; i <= a.segments; ++i) {
         const bool closing = i == a.segments;
@@ -142,8 +142,8 @@ bool BuildRing(E3DMesh *m, const void *args, uint32_t colour) {
     const float step = GeneratorStep(n, 360.0f), du = GeneratorStep(n);
     float angle = 0.0f;
     for (int32_t k = 0; k < n; ++k, angle += step) {
-        SetMeshVertex(m, k, Cos(angle) * a.inner * s[0], Sin(angle) * a.inner * s[1], 0.0f);
-        SetMeshVertex(m, n + k, Cos(angle) * a.outer * s[0], Sin(angle) * a.outer * s[1], 0.0f);
+        SetMeshVertex(m, k, CosDegrees(angle) * a.inner * s[0], SinDegrees(angle) * a.inner * s[1], 0.0f);
+        SetMeshVertex(m, n + k, CosDegrees(angle) * a.outer * s[0], SinDegrees(angle) * a.outer * s[1], 0.0f);
     }
     float u = 0.0f;
     for (int32_t k = 0; k < n; ++k) {

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/fast_math.h"
+#include "core/float_math.h"
 #include "core/modes.h"
 #include "scene/mesh.h"
 #include "shading/skinning.h"
@@ -44,7 +45,7 @@ void Omni(const E3DLight &l, const float *normal, LightSums &s) {
     // The view and light vectors are summed unnormalised.
     const float h[3] = {s.point[0] - s.eye[0] + d[0], s.point[1] - s.eye[1] + d[1], s.point[2] - s.eye[2] + d[2]};
     const float t = Dot(h, n);
-    if (t >= 0.0f) s.specular += std::pow(t * FastRSqrt(Dot(h, h)), s.shininess);
+    if (t >= 0.0f) s.specular += Pow(t * FastRSqrt(Dot(h, h)), s.shininess);
 }
 
 template <bool Back, bool Face>
@@ -66,7 +67,7 @@ void OmniAttenuated(const E3DLight &l, const float *normal, LightSums &s) {
     if (!s.specularOn) return;
     const float h[3] = {s.point[0] - s.eye[0] + d[0], s.point[1] - s.eye[1] + d[1], s.point[2] - s.eye[2] + d[2]};
     const float t = Dot(h, n);
-    if (t >= 0.0f) s.specular += std::pow(t * FastRSqrt(Dot(h, h)), s.shininess) * a;
+    if (t >= 0.0f) s.specular += Pow(t * FastRSqrt(Dot(h, h)), s.shininess) * a;
 }
 
 template <bool Back, bool Face, bool HalfSpace>
@@ -87,7 +88,7 @@ void Directional(const E3DLight &l, const float *normal, LightSums &s) {
     v[0] *= k, v[1] *= k, v[2] *= k;
     const float h[3] = {v[0] + dir[0], v[1] + dir[1], v[2] + dir[2]};
     const float t = Dot(h, n);
-    if (t >= 0.0f) s.specular += std::pow(t * FastRSqrt(Dot(h, h)), s.shininess);
+    if (t >= 0.0f) s.specular += Pow(t * FastRSqrt(Dot(h, h)), s.shininess);
 }
 
 void NoLight(const E3DLight &, const float *, LightSums &) {}

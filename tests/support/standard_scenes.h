@@ -14,6 +14,7 @@
 #include <cstring>
 #include <vector>
 
+#include "core/float_math.h"
 #include "engine3d.h"
 
 namespace e3dscenes {
@@ -31,8 +32,10 @@ inline E3DMesh *MakeBall(int rings, int segments, float radius) {
     for (int i = 1; i < rings; ++i)
         for (int j = 0; j < segments; ++j) {
             const float lat = pi * 0.5f - pi * float(i) / float(rings), lon = 2 * pi * float(j) / float(segments);
-            SetMeshVertex(m, 1 + (i - 1) * segments + j, radius * std::cos(lat) * std::cos(lon),
-                          radius * std::sin(lat), radius * std::cos(lat) * std::sin(lon));
+            // The engine's own sine and cosine, so the scene is the same on
+            // every system, whatever its C library rounds.
+            SetMeshVertex(m, 1 + (i - 1) * segments + j, radius * e3d::Cos(lat) * e3d::Cos(lon),
+                          radius * e3d::Sin(lat), radius * e3d::Cos(lat) * e3d::Sin(lon));
         }
     int p = 0;
     for (int j = 0; j < segments; ++j) {
