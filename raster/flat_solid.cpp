@@ -148,8 +148,8 @@ inline void FlatBlendSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int3
         const __m128i dz8 = _mm_add_epi32(dz4, dz4);
         for (; x + 8 <= to; x += 8) {
             __m128i *d = reinterpret_cast<__m128i *>(depth + x);
-            const __m128i dA = _mm_loadu_si128(d), dB = _mm_loadu_si128(d + 1);
-            const __m128i passA = _mm_cmpgt_epi32(zA, dA), passB = _mm_cmpgt_epi32(zB, dB);
+            const __m128i passA = _mm_cmpgt_epi32(zA, _mm_loadu_si128(d));
+            const __m128i passB = _mm_cmpgt_epi32(zB, _mm_loadu_si128(d + 1));
             const __m128i pass = _mm_packs_epi32(passA, passB);
             __m128i *f = reinterpret_cast<__m128i *>(frame + x);
             const int passed = _mm_movemask_epi8(pass);
@@ -159,6 +159,9 @@ inline void FlatBlendSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int3
                 _mm_storeu_si128(d + 1, zB);
                 _mm_storeu_si128(f, pixel);
             } else if (passed != 0) {
+                // The old depths read again (from the cache) rather than
+                // held across the branch, which spilled them every turn.
+                const __m128i dA = _mm_loadu_si128(d), dB = _mm_loadu_si128(d + 1);
                 _mm_storeu_si128(d, _mm_or_si128(_mm_and_si128(passA, zA), _mm_andnot_si128(passA, dA)));
                 _mm_storeu_si128(d + 1, _mm_or_si128(_mm_and_si128(passB, zB), _mm_andnot_si128(passB, dB)));
                 const __m128i old = _mm_loadu_si128(f);
