@@ -202,10 +202,11 @@ inline void FlatBlendSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int3
     quad(q, _mm_cmpgt_epi32(_mm_add_epi32(_mm_set1_epi32(q), _mm_setr_epi32(0, 1, 2, 3)), _mm_set1_epi32(from - 1)));
 }
 
-// Replace without depth: eight pixels per store. Spans of eight or more
-// pixels take no loop turn at their ends: stores overlapping up to the end
-// cover what the aligned stores leave, so the only branch that varies from
-// row to row is the end of the aligned loop.
+// Replace without depth: eight pixels per store. A long span is bound by
+// the number of stores, so the ends take as few as they can: an unaligned
+// store before the first 16-byte boundary only when the span starts off
+// one, and one unaligned store ending at the span's end after the aligned
+// ones.
 [[gnu::always_inline]] inline void FlatReplace(uint16_t *frame, int32_t from, int32_t to, uint16_t s) {
     const __m128i v = _mm_set1_epi16(int16_t(s));
     int32_t x = from;
@@ -213,20 +214,15 @@ inline void FlatBlendSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int3
         for (; x < to; ++x) frame[x] = s;
         return;
     }
-    if (to - x <= 32) {
-        // Four stores, overlapping as the length needs.
-        const int32_t last = to - 8;
-        const int32_t second = x + 8 < last ? x + 8 : last, third = x + 16 < last ? x + 16 : last;
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + second), v);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + third), v);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + last), v);
-        return;
-    }
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
-    // Aligned stores from the next 16-byte boundary (rows are 2-byte aligned).
-    x += int32_t((16u - (reinterpret_cast<uintptr_t>(frame + x) & 15u)) & 15u) / 2;
-    if ((reinterpret_cast<uintptr_t>(frame + x) & 15u) == 0) {
+    const uint32_t offset = uint32_t(reinterpret_cast<uintptr_t>(frame + x) & 15u);
+    if (offset & 1u) {
+        // Rows off 2-byte alignment: unaligned stores throughout.
+        for (; x + 8 <= to; x += 8) _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
+    } else {
+        if (offset != 0) {
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
+            x += int32_t(16u - offset) / 2;
+        }
         // Four stores a turn keep the store unit busy on long spans.
         for (; x + 32 <= to; x += 32) {
             __m128i *f = reinterpret_cast<__m128i *>(frame + x);
@@ -235,16 +231,9 @@ inline void FlatBlendSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int3
             _mm_store_si128(f + 2, v);
             _mm_store_si128(f + 3, v);
         }
-    } else {
-        for (; x + 8 <= to; x += 8) _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + x), v);
+        for (; x + 8 <= to; x += 8) _mm_store_si128(reinterpret_cast<__m128i *>(frame + x), v);
     }
-    // Fewer than 32 pixels left: up to three more stores on, the last one
-    // ending at the span's end.
-    const int32_t last = to - 8;
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + (x < last ? x : last)), v);
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + (x + 8 < last ? x + 8 : last)), v);
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + (x + 16 < last ? x + 16 : last)), v);
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + last), v);
+    if (x < to) _mm_storeu_si128(reinterpret_cast<__m128i *>(frame + to - 8), v);
 }
 
 // The SIMD writers the fillers use. Same results as FlatSpan, which stays
