@@ -8,6 +8,10 @@
 
 #include "raster/pixel.h"
 
+#if defined(__AVX2__)
+#include <immintrin.h>  // the native build's wider lanes
+#endif
+
 namespace e3d {
 
 namespace {
@@ -141,6 +145,30 @@ inline void FlatBlendSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int3
     const __m128i pixel = _mm_set1_epi16(int16_t(s));
     const __m128i steps = _mm_setr_epi32(0, int32_t(dz), int32_t(dz * 2), int32_t(dz * 3));
     int32_t x = from;
+#if defined(__AVX2__)
+    if (to - x >= 8) {
+        // Eight depths a compare.
+        const __m256i dz8 = _mm256_set1_epi32(int32_t(dz * 8));
+        __m256i z8 = _mm256_add_epi32(_mm256_set1_epi32(int32_t(z)), _mm256_mullo_epi32(_mm256_set1_epi32(int32_t(dz)),
+                                                                                        _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)));
+        for (; x + 8 <= to; x += 8) {
+            __m256i *d = reinterpret_cast<__m256i *>(depth + x);
+            const __m256i pass = _mm256_cmpgt_epi32(z8, _mm256_loadu_si256(d));
+            __m128i *f = reinterpret_cast<__m128i *>(frame + x);
+            const uint32_t passed = uint32_t(_mm256_movemask_epi8(pass));
+            if (passed == 0xFFFFFFFFu) {
+                _mm256_storeu_si256(d, z8);
+                _mm_storeu_si128(f, pixel);
+            } else if (passed != 0) {
+                _mm256_storeu_si256(d, _mm256_blendv_epi8(_mm256_loadu_si256(d), z8, pass));
+                const __m128i pass16 = _mm_packs_epi32(_mm256_castsi256_si128(pass), _mm256_extracti128_si256(pass, 1));
+                _mm_storeu_si128(f, _mm_blendv_epi8(_mm_loadu_si128(f), pixel, pass16));
+            }
+            z8 = _mm256_add_epi32(z8, dz8);
+        }
+        if (x == to) return;
+    }
+#else
     if (to - x >= 8) {
         const __m128i dz4 = _mm_set1_epi32(int32_t(dz * 4));
         __m128i zA = _mm_add_epi32(_mm_set1_epi32(int32_t(z)), steps);
@@ -172,6 +200,7 @@ inline void FlatBlendSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int3
         }
         if (x == to) return;
     }
+#endif
     if (to < 4) {
         // No quad fits before the row's start: pixel by pixel.
         z += uint32_t(x - from) * dz;
@@ -214,6 +243,28 @@ inline void FlatBlendSpanVector(uint16_t *frame, int32_t *depth, int32_t y, int3
         for (; x < to; ++x) frame[x] = s;
         return;
     }
+#if defined(__AVX2__)
+    if (to - x >= 16 && !(reinterpret_cast<uintptr_t>(frame + x) & 1u)) {
+        // 32-byte stores: half the stores, and stores are what a long span
+        // waits for.
+        const __m256i w = _mm256_set1_epi16(int16_t(s));
+        const uint32_t offset32 = uint32_t(reinterpret_cast<uintptr_t>(frame + x) & 31u);
+        if (offset32 != 0) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(frame + x), w);
+            x += int32_t(32u - offset32) / 2;
+        }
+        for (; x + 64 <= to; x += 64) {
+            __m256i *f = reinterpret_cast<__m256i *>(frame + x);
+            _mm256_store_si256(f, w);
+            _mm256_store_si256(f + 1, w);
+            _mm256_store_si256(f + 2, w);
+            _mm256_store_si256(f + 3, w);
+        }
+        for (; x + 16 <= to; x += 16) _mm256_store_si256(reinterpret_cast<__m256i *>(frame + x), w);
+        if (x < to) _mm256_storeu_si256(reinterpret_cast<__m256i *>(frame + to - 16), w);
+        return;
+    }
+#endif
     const uint32_t offset = uint32_t(reinterpret_cast<uintptr_t>(frame + x) & 15u);
     if (offset & 1u) {
         // Rows off 2-byte alignment: unaligned stores throughout.
