@@ -316,7 +316,9 @@ void FlatScan(TriangleSetUp<N> &s, const RasterTarget &t) {
             const uint32_t dz = uint32_t(RoundToInt32(g_flat.dzdx * kDepthScale));
             ScanTriangle(s, t, [pixel, dz](uint16_t *frame, int32_t *depth, int32_t, int32_t xl, int32_t, int32_t from,
                                            int32_t to, const float *left) {
-                const uint32_t z = uint32_t(RoundToInt32(left[0] * kDepthScale)) + uint32_t(from - xl) * dz;
+                // The processor's conversion gives RoundToInt32's results
+                // (INT32_MIN out of range) without its range tests.
+                const uint32_t z = uint32_t(_mm_cvtss_si32(_mm_set_ss(left[0] * kDepthScale))) + uint32_t(from - xl) * dz;
                 FlatDepthReplace(frame, depth, from, to, z, dz, pixel);
             });
         } else {
