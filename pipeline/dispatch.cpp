@@ -4,6 +4,8 @@
 #include "pipeline/dispatch.h"
 
 #include "core/texture_layer.h"
+#include "raster/flat_solid.h"
+#include "raster/raster.h"
 
 namespace e3d {
 
@@ -82,8 +84,23 @@ inline uint32_t PackTruncated(const ClipVertex &c) {
 // non-finite ones must not reach an undefined conversion.
 inline float SafeChannel(float x) { return x >= 0.0f && x <= 255.0f ? x : (x > 255.0f ? 255.0f : 0.0f); }
 
+// Corners of a clipped polygon for the flat fan fill.
+E3DVertex g_fanCorners[kFanCapacity];
+static_assert(kClipCapacity <= kFanCapacity);
+
 template <int Set>
 void DrawFan(const ClipPolygon &poly, TriangleFiller filler) {
+    if constexpr (Set == kAttrPlain) {
+        // The painter's flat fill takes the whole fan at once.
+        if (filler == FlatSolidTriangle) {
+            for (int i = 0; i < poly.count; ++i) {
+                g_fanCorners[i].screenX = poly.corners[i].screenX;
+                g_fanCorners[i].screenY = poly.corners[i].screenY;
+            }
+            FlatFanFill(&g_local, g_fanCorners, poly.count, CurrentRasterTarget(false));
+            return;
+        }
+    }
     g_local.vertex[0] = 0;
     g_local.vertex[1] = 1;
     g_local.vertex[2] = 2;

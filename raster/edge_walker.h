@@ -91,6 +91,18 @@ struct EdgeWalker {
             if (carry) value[i] += stepExtra[i];
         }
     }
+    // The same for an edge whose values nobody reads (a right edge): the
+    // position only.
+    void AdvancePosition() {
+        x += xStep;
+        y += 1;
+        height -= 1;
+        errorTerm += numerator;
+        if (errorTerm >= denominator) {
+            x += 1;
+            errorTerm -= denominator;
+        }
+    }
 };
 
 template <int N>
@@ -112,9 +124,9 @@ struct TriangleSetUp {
 template <int N>
 inline bool SetUpEdge(EdgeWalker<N> &e, const SetUpCorner<N> &t, const SetUpCorner<N> &b,
                       const float *ddx, const float *ddy) {
-    int64_t yStart, yEnd, unused;
-    FloorDivMod64(int64_t(t.y) + 15, 16, yStart, unused);
-    FloorDivMod64(int64_t(b.y) + 15, 16, yEnd, unused);
+    // First scanline at or below each corner: floor division by 16 as an
+    // arithmetic shift.
+    const int64_t yStart = (int64_t(t.y) + 15) >> 4, yEnd = (int64_t(b.y) + 15) >> 4;
     e.y = int32_t(yStart);
     e.height = int32_t(yEnd - yStart);
     if (e.height <= 0) {
@@ -227,7 +239,7 @@ inline bool ScanPart(EdgeWalker<N> &longEdge, const EdgeWalker<N> &shortEdge, co
             }
         }
         left.Advance();
-        right.Advance();
+        right.AdvancePosition();  // spans take the left edge's values only
     }
     longEdge = a;
     return true;

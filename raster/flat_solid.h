@@ -8,6 +8,12 @@ namespace e3d {
 
 void FlatSolidFill(E3DPolygon *polygon, E3DVertex *vertices, const RasterTarget &target, bool depthPass);
 
+// The fan (0, i, i + 1) of a polygon's `count` corners (at most
+// kFanCapacity), as the dispatcher cuts a clipped polygon, on the painter's
+// pass: the same pixels as FlatSolidFill on each triangle in turn.
+constexpr int kFanCapacity = 32;
+void FlatFanFill(E3DPolygon *polygon, const E3DVertex *corners, int count, const RasterTarget &target);
+
 // Per-triangle colour values the span writers read.
 struct FlatState {
     uint32_t pixel;

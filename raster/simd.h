@@ -6,7 +6,13 @@
 
 #if defined(E3D_HAVE_SIMDE)
 #define SIMDE_ENABLE_NATIVE_ALIASES
+#if defined(__AVX2__)
+#include <simde/x86/avx2.h>  // the native build's wider lanes
+#else
 #include <simde/x86/sse2.h>
+#endif
+#elif defined(__AVX2__)
+#include <immintrin.h>
 #else
 #include <emmintrin.h>
 #endif

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <random>
+#include <vector>
 
 #include "raster/flat_solid.h"
 #include "raster/pixel.h"
@@ -199,4 +201,64 @@ TEST(FlatSolid, CornersOffTheBufferNeverWriteOutside) {
         for (int y = 0; y < 16; ++y)
             for (int x = 16; x < 20; ++x) ASSERT_EQ(c.At(x, y), kUntouched);
     }
+}
+
+TEST(FlatSolid, PainterFanMatchesItsTrianglesInTurn) {
+    // Polygons as the clipper leaves them: convex fans of 3 to 9 corners
+    // turning either way, some reaching off the buffer, some bent inward or
+    // with corners in line. Drawn whole, every operator must leave the
+    // frame as the fan's triangles drawn one by one do.
+    std::mt19937 rng(91);
+    std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+    int changed = 0;
+    for (int trial = 0; trial < 600; ++trial) {
+        const int count = 3 + int(rng() % 7);
+        E3DVertex corners[9]{};
+        const float cx = unit(rng) * 80.0f - 8.0f, cy = unit(rng) * 60.0f - 6.0f;
+        const float rx = 2.0f + unit(rng) * 40.0f, ry = 2.0f + unit(rng) * 30.0f;
+        std::vector<float> angles(static_cast<size_t>(count));
+        for (float &a : angles) a = unit(rng) * 6.2831853f;
+        std::sort(angles.begin(), angles.end());
+        const bool reversed = rng() % 2;
+        for (int i = 0; i < count; ++i) {
+            const float a = angles[size_t(reversed ? count - 1 - i : i)];
+            corners[i].screenX = cx + rx * std::cos(a);
+            corners[i].screenY = cy + ry * std::sin(a);
+        }
+        if (trial % 4 == 1) {
+            // One corner pulled toward the centre: bent inward.
+            const int k = int(rng() % count);
+            corners[k].screenX = cx + (corners[k].screenX - cx) * 0.3f;
+            corners[k].screenY = cy + (corners[k].screenY - cy) * 0.3f;
+        } else if (trial % 4 == 2) {
+            // One corner halfway along its neighbours' line.
+            const int k = int(rng() % count);
+            const E3DVertex &a = corners[(k + count - 1) % count], &b = corners[(k + 1) % count];
+            corners[k].screenX = (a.screenX + b.screenX) * 0.5f;
+            corners[k].screenY = (a.screenY + b.screenY) * 0.5f;
+        }
+        E3DMaterial m{};
+        m.alphaMode = rng() % 4;
+        m.alphaLevel = trial % 5 == 0 ? 255 : rng() % 256;
+        E3DPolygon p{};
+        // Mostly turned the way the filler draws them (the back side for
+        // corners turning clockwise on the screen), else either way.
+        const bool back = trial % 4 == 3 ? rng() % 2 != 0 : !reversed;
+        p.flags = back ? 0x80u : 0u;
+        p.material = p.backMaterial = &m;
+        p.color = trial % 13 == 0 ? kNoColor : uint32_t(rng() & 0xFFFFFF);
+        Canvas whole(64, 48), triangles(64, 48);
+        for (size_t i = 0; i < whole.frame.size(); ++i) whole.frame[i] = triangles.frame[i] = uint16_t(rng() & 0x7FFF);
+        const std::vector<uint16_t> before = whole.frame;
+        FlatFanFill(&p, corners, count, whole.Target());
+        for (int i = 1; i + 1 < count; ++i) {
+            p.vertex[0] = 0;
+            p.vertex[1] = i;
+            p.vertex[2] = i + 1;
+            FlatSolidFill(&p, corners, triangles.Target(), false);
+        }
+        ASSERT_EQ(whole.frame, triangles.frame) << "trial " << trial << " corners " << count;
+        changed += whole.frame != before;
+    }
+    EXPECT_GT(changed, 400);
 }
