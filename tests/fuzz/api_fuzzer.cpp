@@ -1,9 +1,9 @@
 // API fuzzer: the input bytes are decoded into a sequence of engine calls over
 // small tables of live handles. The decoder acts as a careful host: it passes
-// only live objects, never builds a node cycle, validates meshes before they
-// join a tree or a scene, and keeps caller frame buffers inside guard zones
-// that are checked after every call. Allocation failures are injected from the
-// bytes. At the end of an input everything is deleted and the host's counters
+// only live objects, validates meshes before they join a tree or a scene
+// (node cycles it does try: they must be refused), and keeps caller frame
+// buffers inside guard zones that are checked after every call. Allocation
+// failures are injected from the bytes. At the end of an input everything is deleted and the host's counters
 // must be back where they started.
 //
 // The engine's FreeMemory calls are observed (the fuzzer defines the symbol and
@@ -775,8 +775,13 @@ void OpTree(Input &in) {
         DetachChildFromNode(parent, child);
         return;
     }
-    // A careful host: no cycles, only validated meshes in trees.
-    if (IsAncestorOrSelf(child, parent)) return;
+    // Only validated meshes in trees; cycles are tried, and must be refused
+    // with nothing changed.
+    if (IsAncestorOrSelf(child, parent)) {
+        E3DNode *const before = child->parent;
+        if (AttachChildToNode(parent, child) != 0 || child->parent != before) Fail("an attach made a node cycle");
+        return;
+    }
     if (IsMesh(child) && !Validated(reinterpret_cast<E3DMesh *>(child))) return;
     if (IsMesh(parent) && !Validated(reinterpret_cast<E3DMesh *>(parent))) return;
     AttachChildToNode(parent, child);
