@@ -4,6 +4,7 @@
 #include "engine3d.h"
 
 #include "core/clip.h"
+#include "core/modes.h"
 #include "core/view.h"
 #include "pipeline/draw2d.h"
 #include "raster/raster.h"
@@ -146,14 +147,14 @@ extern "C" E3D_API void DrawViewportPostFX(E3DViewport *viewport) {
         g_corners2D[k].screenY = ys[k];
         g_corners2D[k].invDepth = kOverlayInvDepth;
     }
-    const uint32_t texture = m->mode & 0x7800000u;
+    const uint32_t texture = m->mode & kLayerPresentMask;
     uint32_t pixel = 0x7FFF;
     if (texture == 0) {
         const float *c = MaterialColor(m, 0);
         pixel = (Channel255(c[0]) >> 3) << 10 | (Channel255(c[1]) >> 3) << 5 | (Channel255(c[2]) >> 3);
     }
-    if (texture == 0x800000u) g_overlaySlot = 0;
-    else if (texture == 0x1000000u) g_overlaySlot = 1;
+    if (texture == E3D_TEXTURE_LAYER0) g_overlaySlot = 0;
+    else if (texture == E3D_TEXTURE_LAYER1) g_overlaySlot = 1;
     const E3DTextureLayer &layer = m->layers[g_overlaySlot];
     const float maxU = float(int64_t(layer.width) - 1), maxV = float(int64_t(layer.height) - 1);
     const float us[4] = {0.0f, maxU, maxU, 0.0f}, vs[4] = {0.0f, 0.0f, maxV, maxV};

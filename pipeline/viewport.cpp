@@ -18,15 +18,15 @@ using e3d::DepthRowLength;
 namespace {
 
 constexpr uint32_t kFlagAlways = 0x4;
-constexpr uint32_t kFlagDepth = 0x18;  // depth buffer present and in use
-constexpr uint32_t kFlagOwnsFrame = 0x40;
+constexpr uint32_t kFlagDepth = E3D_VIEWPORT_DEPTH_BUFFER | E3D_VIEWPORT_DEPTH_TEST;
+constexpr uint32_t kFlagOwnsFrame = E3D_VIEWPORT_OWN_BUFFER;
 
 }  // namespace
 
 extern "C" E3D_API int32_t SetViewportDepthState(E3DViewport *v, int32_t state) {
     if (!v) return 0;
     if (state == 1) {
-        if (v->flags & 8u) return 1;
+        if (v->flags & E3D_VIEWPORT_DEPTH_BUFFER) return 1;
         const uint64_t elements = DepthBufferElements(v);
         const uint64_t bytes = elements * 4;
         void *buffer = (elements > 0 && bytes <= 0xFFFFFFFFull) ? AllocateMemory(uint32_t(bytes)) : nullptr;
@@ -36,7 +36,7 @@ extern "C" E3D_API int32_t SetViewportDepthState(E3DViewport *v, int32_t state) 
         ClearViewportDepthBuffer(v, 0);
         return 1;
     }
-    if (v->flags & 8u) {
+    if (v->flags & E3D_VIEWPORT_DEPTH_BUFFER) {
         if (v->depthBuffer) FreeMemory(v->depthBuffer);
         v->depthBuffer = nullptr;
         v->flags &= ~kFlagDepth;
