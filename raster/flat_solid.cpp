@@ -9,12 +9,6 @@
 
 namespace e3d {
 
-namespace {
-
-enum Blend { kReplace = 0, kAdditive = 1, kOpacity = 2, kSubtractive = 3 };
-
-}  // namespace
-
 FlatState g_flat;
 
 namespace {

@@ -3,17 +3,12 @@
 // sorted pass at each span's right end.
 #include "raster/gouraud_solid.h"
 #include "raster/dither_sse2.h"
+#include "raster/pixel.h"
 #include "raster/simd.h"
 
 #include <cmath>
 
 namespace e3d {
-
-namespace {
-
-enum Blend { kReplace = 0, kAdditive = 1, kOpacity = 2, kSubtractive = 3 };
-
-}  // namespace
 
 GouraudState g_state;
 

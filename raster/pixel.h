@@ -3,12 +3,22 @@
 
 #include <cstdint>
 
+#include "engine3d.h"
+
 namespace e3d {
 
 // Polygon colour meaning "no colour of its own": the sorted-pass flat filler
 // paints it as the key pixel 0x8000.
 constexpr uint32_t kNoColor = 0x80000000u;
 constexpr uint16_t kKeyPixel = 0x8000;
+
+// A material's blend type, as the span writers are grouped by it.
+enum Blend : uint32_t {
+    kReplace = E3D_BLEND_REPLACE,
+    kAdditive = E3D_BLEND_ADDITIVE,
+    kOpacity = E3D_BLEND_OPACITY,
+    kSubtractive = E3D_BLEND_SUBTRACTIVE
+};
 
 // Keeps the top five bits of each 8-bit channel.
 constexpr uint32_t Red5(uint32_t k) { return (k >> 19) & 31u; }

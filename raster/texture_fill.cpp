@@ -23,7 +23,6 @@ TextureMasks g_textureMasks = {127, 127};
 
 namespace {
 
-enum Blend { kReplace = 0, kAdditive = 1, kOpacity = 2, kSubtractive = 3 };
 // The scalar writer that serves every operator and key: it reads both from
 // the per-triangle state, a choice that stays the same along the whole
 // polygon. The SSE2 replace writers keep theirs in the template.

@@ -179,8 +179,6 @@ bool LineEndsToPixels(LineEnd &a, LineEnd &b, int32_t (&pixel)[4]) {
 
 namespace {
 
-enum Blend { kReplace = 0, kAdditive = 1, kOpacity = 2, kSubtractive = 3 };
-
 // Per-line values the writers read.
 struct LineState {
     uint32_t pixel;        // flat source pixel
