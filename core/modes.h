@@ -26,6 +26,7 @@ inline constexpr uint32_t kLayerPresentMask =
     E3D_TEXTURE_LAYER0 | E3D_TEXTURE_LAYER1 | E3D_TEXTURE_LAYER2 | E3D_TEXTURE_LAYER3;
 
 // ---- mesh display state -------------------------------------------------------
+inline constexpr uint32_t kMeshSwitchedOff = 0x2000u;
 inline constexpr uint32_t kMeshHidden = 0x4000u;
 inline constexpr uint32_t kMeshActive = 0x8000u;
 // Set by the walk for the frame: the mesh's box lies wholly outside the view,

@@ -7,6 +7,7 @@
 
 #include "core/clip.h"
 #include "core/matrix.h"
+#include "core/modes.h"
 #include "core/node.h"
 #include "core/normals.h"
 #include "core/view.h"
@@ -23,9 +24,7 @@ namespace e3d {
 
 namespace {
 
-constexpr uint32_t kSkipMesh = 0x26000u;      // switched off, hidden, or outside the view
-constexpr uint32_t kOutsideView = 0x20000u;   // set by the bounding-box test
-constexpr uint32_t kCrossesDepth = 0x80000u;  // the box crosses near or far
+constexpr uint32_t kSkipMesh = kMeshSwitchedOff | kMeshHidden | kMeshOutsideView;
 
 // The six stage slots of each entry point, filled at the start of every draw.
 const StageRoutine *g_sceneStages;
@@ -101,20 +100,20 @@ void FaceCamera(E3DMesh *mesh, const float *view) {
 void PrepareObject(E3DNode *node, const float *view) {
     if (IsMeshNode(node)) {
         E3DMesh *mesh = AsMesh(node);
-        mesh->state &= ~(kCrossesDepth | kOutsideView);
+        mesh->state &= ~(kMeshCrossesDepth | kMeshOutsideView);
         E3DMesh *box = mesh->boundingBox;
         CombineViewWithWorld(mesh->auxMatrix, view, mesh->worldMatrix);
-        if (mesh->meshKind == 3) FaceCamera(mesh, view);
+        if (mesh->meshKind == kMeshBillboard) FaceCamera(mesh, view);
         if (box) {
-            box->state &= ~(kCrossesDepth | kOutsideView);
+            box->state &= ~(kMeshCrossesDepth | kMeshOutsideView);
             std::memcpy(box->auxMatrix, mesh->auxMatrix, sizeof box->auxMatrix);
             bool crosses = false;
             uint32_t all = ~0u;
             for (int i = 0; i < 8 && i < box->vertexCount; ++i) {
                 all &= BoxCornerCode(mesh->auxMatrix, box->vertices[i].position, mesh->pivot, crosses);
             }
-            if (crosses) mesh->state |= kCrossesDepth;
-            if (all) mesh->state |= kOutsideView;
+            if (crosses) mesh->state |= kMeshCrossesDepth;
+            if (all) mesh->state |= kMeshOutsideView;
         }
     }
     for (int i = 0; i < node->childCount; ++i) PrepareObject(node->children[i], view);
@@ -123,9 +122,9 @@ void PrepareObject(E3DNode *node, const float *view) {
 // Bone-deformed meshes are culled by their deformed vertices, not by the
 // box of the undeformed mesh; only switched-off and hidden ones are skipped
 // before the skeleton is applied.
-constexpr uint32_t kSkipSkinned = 0x6000u;
+constexpr uint32_t kSkipSkinned = kMeshSwitchedOff | kMeshHidden;
 
-inline uint32_t SkipMask(const E3DMesh *mesh) { return mesh->meshKind == 2 ? kSkipSkinned : kSkipMesh; }
+inline uint32_t SkipMask(const E3DMesh *mesh) { return mesh->meshKind == kMeshDeformed ? kSkipSkinned : kSkipMesh; }
 
 uint32_t RunStage(E3DMesh *mesh, int firstSlot);
 
@@ -138,7 +137,7 @@ uint32_t RunStage(E3DMesh *mesh, int firstSlot);
 // space before the mesh is drawn undeformed again.
 uint32_t RunSkinnedStage(E3DMesh *mesh) {
     const bool deformed = ApplySkeleton(mesh);
-    if (mesh->state & kOutsideView) return 0;
+    if (mesh->state & kMeshOutsideView) return 0;
     if (!deformed) {
         RestoreMeshPlanes(mesh);
         return RunStage(mesh, 0);
@@ -147,7 +146,7 @@ uint32_t RunSkinnedStage(E3DMesh *mesh) {
     if (uint32_t(mesh->polygonCount) > g_capacity - g_count) return 0;
     ProjectSkinnedVertices(mesh);
     CalcMeshPolygonsNormalWorld(mesh);
-    return g_stages[2 + ((mesh->state & 7u) == 1u ? 0 : 1)](mesh);
+    return g_stages[2 + ((mesh->state & kShadeMask) == E3D_SHADE_NONE ? 0 : 1)](mesh);
 }
 
 uint32_t RunStage(E3DMesh *mesh, int firstSlot) {
@@ -156,7 +155,7 @@ uint32_t RunStage(E3DMesh *mesh, int firstSlot) {
     // past the list.
     if (uint32_t(mesh->polygonCount) > g_capacity - g_count) return 0;
     SetUpMeshProjection(mesh);
-    return g_stages[firstSlot + ((mesh->state & 7u) == 1u ? 0 : 1)](mesh);
+    return g_stages[firstSlot + ((mesh->state & kShadeMask) == E3D_SHADE_NONE ? 0 : 1)](mesh);
 }
 
 // Every mesh below is walked whether or not its parent is drawn; only
@@ -166,11 +165,11 @@ void ChildWalk(E3DNode *node, bool sceneWalk) {
     E3DMesh *mesh = AsMesh(node);
     if (!(mesh->state & SkipMask(mesh))) {
         switch (mesh->meshKind) {
-            case 1: g_count += RunStage(mesh, 0); break;
-            case 2:
+            case kMeshOrdinary: g_count += RunStage(mesh, 0); break;
+            case kMeshDeformed:
                 if (sceneWalk) g_count += RunSkinnedStage(mesh);
                 break;
-            case 3: g_count += RunStage(mesh, 4); break;
+            case kMeshBillboard: g_count += RunStage(mesh, 4); break;
             default: break;
         }
     }
@@ -184,14 +183,14 @@ void TopLevelWalk(E3DMesh *mesh) {
     }
     if (mesh->state & SkipMask(mesh)) return;
     switch (mesh->meshKind) {
-        case 1: ++g_visibleMeshes, g_count += RunStage(mesh, 0); break;
-        case 2:
+        case kMeshOrdinary: ++g_visibleMeshes, g_count += RunStage(mesh, 0); break;
+        case kMeshDeformed:
             // Counted by the flags the walk finds, like every kind: the
             // deformed box may still cull it below.
             if (!(mesh->state & kSkipMesh)) ++g_visibleMeshes;
             g_count += RunSkinnedStage(mesh);
             break;
-        case 3: ++g_visibleMeshes, g_count += RunStage(mesh, 4); break;
+        case kMeshBillboard: ++g_visibleMeshes, g_count += RunStage(mesh, 4); break;
         default: break;
     }
 }
@@ -254,7 +253,7 @@ void StartLists(E3DSortEntry *entries, int32_t capacity, bool depthBuffered) {
 inline void Draw(const E3DSortEntry &entry, bool depthBuffered) {
     const uint32_t mode = entry.mode;
     const uint32_t index = depthBuffered ? DepthPassFillerIndex(mode) : SortedPassFillerIndex(mode);
-    DispatchPolygon(&entry, FillerTable[mode & 7u][index]);
+    DispatchPolygon(&entry, FillerTable[mode & kShadeMask][index]);
 }
 
 // Sorted entries visit polygon and vertex records in depth order, scattered
@@ -343,7 +342,7 @@ void PrepareSortedRecords(const E3DSortEntry *entries, uint32_t n, SortedRecord 
         const E3DVertex *v = e.mesh->vertices;
         const uint32_t a = v[p->vertex[0]].clipCode, b = v[p->vertex[1]].clipCode, c = v[p->vertex[2]].clipCode;
         r.blend = kFlatGeneral;
-        if (FillerTable[mode & 7u][SortedPassFillerIndex(mode)] != FlatSolidTriangle) {
+        if (FillerTable[mode & kShadeMask][SortedPassFillerIndex(mode)] != FlatSolidTriangle) {
             ++general;
             continue;
         }
@@ -352,7 +351,7 @@ void PrepareSortedRecords(const E3DSortEntry *entries, uint32_t n, SortedRecord 
             continue;
         }
         // Solid modes with a corner outside are clipped into a fan first.
-        if ((mode & 0x700000u) == 0x700000u && (a | b | c) != 0) {
+        if ((mode & kRenderSolid) == kRenderSolid && (a | b | c) != 0) {
             ++general;
             continue;
         }
@@ -367,14 +366,14 @@ void PrepareSortedRecords(const E3DSortEntry *entries, uint32_t n, SortedRecord 
 // only copy the polygon and look the target up again for every triangle.
 [[gnu::always_inline]] inline void DrawOpaque(const E3DSortEntry &entry, const RasterTarget &target) {
     const uint32_t mode = entry.mode;
-    const TriangleFiller filler = FillerTable[mode & 7u][DepthPassFillerIndex(mode)];
+    const TriangleFiller filler = FillerTable[mode & kShadeMask][DepthPassFillerIndex(mode)];
     const bool flat = filler == FlatSolidTriangleZ;
     if (flat || filler == GouraudSolidTriangleZ) {
         E3DPolygon *p = entry.polygon;
         E3DVertex *v = entry.mesh->vertices;
         const uint32_t a = v[p->vertex[0]].clipCode, b = v[p->vertex[1]].clipCode, c = v[p->vertex[2]].clipCode;
         if (a & b & c) return;  // wholly outside one edge
-        if ((mode & 0x700000u) != 0x700000u || (a | b | c) == 0) {
+        if ((mode & kRenderSolid) != kRenderSolid || (a | b | c) == 0) {
             if (flat) FlatSolidFill(p, v, target, true);
             else GouraudSolidFill(p, v, target, true);
             return;
@@ -451,11 +450,11 @@ using namespace e3d;
 extern "C" E3D_API void DrawScene(E3DScene *scene) {
     if (!scene || !(scene->flags & 1u) || scene->meshes.count < 1 || scene->cameras.count < 1) return;
     E3DViewport *viewport = scene->viewport;
-    if (!viewport || scene->activeCamera < 0 || !(viewport->flags & 0x80000000u)) return;
+    if (!viewport || scene->activeCamera < 0 || !(viewport->flags & E3D_VIEWPORT_ENABLED)) return;
     if (scene->activeCamera >= scene->cameras.count) return;  // Guard: a stale index
     E3DCamera *camera = static_cast<E3DCamera *>(scene->cameras.items[scene->activeCamera]);
     scene->count = 0;
-    const bool depthBuffered = (viewport->flags & 8u) != 0 && viewport->depthBuffer;
+    const bool depthBuffered = (viewport->flags & E3D_VIEWPORT_DEPTH_BUFFER) != 0 && viewport->depthBuffer;
     g_sceneStages = depthBuffered ? kDepthBufferedStages : kPainterStages;
     g_stages = g_sceneStages;
     // The walk runs even without a polygon list (matrices, box flags and
@@ -480,14 +479,14 @@ extern "C" E3D_API void DrawScene(E3DScene *scene) {
 }
 
 extern "C" E3D_API int32_t DrawMesh(E3DMesh *mesh) {
-    if (!mesh || !(mesh->state & 0x8000u) || !mesh->viewport) return 0;
+    if (!mesh || !(mesh->state & kMeshActive) || !mesh->viewport) return 0;
     E3DViewport *viewport = mesh->viewport;
     E3DCamera *camera = viewport->camera;
-    if (!camera || !(viewport->flags & 0x80000000u)) return 0;
+    if (!camera || !(viewport->flags & E3D_VIEWPORT_ENABLED)) return 0;
     // Guard: a mesh that sorts through a scene or a root has no list here.
     const int32_t capacity = (mesh->sortBuffer && mesh->sortEntries) ? mesh->sortCapacity : 0;
     if (capacity <= 0 || capacity < mesh->treePolygonCount) return 0;
-    const bool depthBuffered = (viewport->flags & 8u) != 0 && viewport->depthBuffer;
+    const bool depthBuffered = (viewport->flags & E3D_VIEWPORT_DEPTH_BUFFER) != 0 && viewport->depthBuffer;
     g_meshStages = depthBuffered ? kDepthBufferedStages : kPainterStages;
     g_stages = g_meshStages;
     StartLists(mesh->sortEntries, capacity, depthBuffered);

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/clip.h"
+#include "core/modes.h"
 #include "shading/skinning.h"
 
 namespace e3d {
@@ -175,42 +176,42 @@ uint32_t Stage(E3DMesh *mesh) {
         if constexpr (Kind == kBillboard) {
             // Always the front side; the eye term still lights it when the
             // mesh has no lights.
-            p->flags &= ~0xC0u;
+            p->flags &= ~(kPolygonSeeThrough | kPolygonBackShowing);
             material = p->material;
             eyeDotNormal = eye[0] * p->normal[0] + eye[1] * p->normal[1] + eye[2] * p->normal[2];
         } else {
-            const E3DMaterial *visibility = (state & 0x10) ? p->backMaterial : p->material;
-            const uint32_t cull = (visibility->mode & 8) ? 8u : (state & 0x38u);
+            const E3DMaterial *visibility = (state & E3D_CULL_FRONT) ? p->backMaterial : p->material;
+            const uint32_t cull = (visibility->mode & E3D_CULL_NONE) ? E3D_CULL_NONE : (state & kCullMask);
             eyeDotNormal = eye[0] * p->normal[0] + eye[1] * p->normal[1] + eye[2] * p->normal[2];
             float s = eyeDotNormal + p->planeD;
             if constexpr (Kind != kSkinned) {
                 s = s - (offset[0] * p->normal[0] + offset[1] * p->normal[1] + offset[2] * p->normal[2]);
             }
             const bool front = s < 0.0f;  // s = 0 counts as the back
-            if (cull == 8) {
+            if (cull == E3D_CULL_NONE) {
                 backSide = !front;
-            } else if (cull == 0x20) {
+            } else if (cull == E3D_CULL_BACK) {
                 if (!front) continue;
-            } else if (cull == 0x10) {
+            } else if (cull == E3D_CULL_FRONT) {
                 if (front) continue;
                 backSide = true;
             } else {
                 continue;
             }
             if (backSide) {
-                p->flags = (p->flags & ~0x40u) | 0x80u;
+                p->flags = (p->flags & ~kPolygonSeeThrough) | kPolygonBackShowing;
                 material = p->backMaterial;
             } else {
-                p->flags &= ~0xC0u;
+                p->flags &= ~(kPolygonSeeThrough | kPolygonBackShowing);
                 material = p->material;
             }
         }
-        p->flags |= state & material->mode & 0x40u;
+        p->flags |= state & material->mode & kPolygonSeeThrough;
 
         E3DSortEntry *entry;
         bool sorted;
         if constexpr (DepthBuffered) {
-            sorted = !(IsOpaque(material) && !(p->flags & 0x40u));
+            sorted = !(IsOpaque(material) && !(p->flags & kPolygonSeeThrough));
         } else {
             sorted = true;
         }
@@ -235,23 +236,23 @@ uint32_t Stage(E3DMesh *mesh) {
         uint32_t entryMode;
         if (!lightingReady) {
             p->color = UnlitColor(material, mode);
-            entryMode = (mode & 0x7F00000u) | 1u;
+            entryMode = (mode & kRenderMask) | E3D_SHADE_NONE;
         } else {
-            entryMode = mode & 0x7F00007u;
+            entryMode = mode & (kRenderMask | kShadeMask);
             if (!hasLights) {
                 const float k = (backSide ? eyeDotNormal : -eyeDotNormal) * g_projection.eyeInvLength;
                 hooks.lightless(p, k, entryMode, material);
-                entryMode = (entryMode & 0x7F00003u) | 3u;
+                entryMode = (entryMode & (kRenderMask | E3D_SHADE_FLAT)) | E3D_SHADE_FLAT;
             } else {
-                switch (entryMode & 7u) {
-                    case 1: p->color = UnlitColor(material, mode); break;
-                    case 3: hooks.face(mesh, p, entryMode, material); break;
-                    case 7: hooks.vertex(mesh, p, entryMode, material); break;
+                switch (entryMode & kShadeMask) {
+                    case E3D_SHADE_NONE: p->color = UnlitColor(material, mode); break;
+                    case E3D_SHADE_FLAT: hooks.face(mesh, p, entryMode, material); break;
+                    case E3D_SHADE_GOURAUD: hooks.vertex(mesh, p, entryMode, material); break;
                     default: break;
                 }
             }
         }
-        if ((mode & 0x7800000u) == 0x2000000u) {
+        if ((mode & kLayerPresentMask) == E3D_TEXTURE_LAYER2) {
             if constexpr (Kind == kSkinned) {
                 SkinnedEnvironmentCoordinates(mesh, p);
             } else {
@@ -295,7 +296,7 @@ void ProjectSkinnedVertices(E3DMesh *mesh) {
     static const float kNoOffset[3] = {0.0f, 0.0f, 0.0f};
     g_projection.matrix = g_skin.view;
     g_projection.offset = kNoOffset;
-    const bool clamping = (mesh->state & 0x80000u) != 0;
+    const bool clamping = (mesh->state & kMeshCrossesDepth) != 0;
     g_projection.project = clamping ? ProjectVertexWorldClamped : ProjectVertexWorldPlain;
     E3DVertex *v = mesh->vertices;
     const int32_t n = v ? mesh->vertexCount : 0;
@@ -310,15 +311,15 @@ void ProjectSkinnedVertices(E3DMesh *mesh) {
 void SetUpMeshProjection(E3DMesh *mesh) {
     g_projection.matrix = mesh->auxMatrix;
     g_projection.offset = mesh->pivot;
-    g_projection.project = (mesh->state & 0x80000u) ? ProjectVertexClamped : ProjectVertexPlain;
+    g_projection.project = (mesh->state & kMeshCrossesDepth) ? ProjectVertexClamped : ProjectVertexPlain;
     if (mesh->vertexFlags) {
         std::memset(mesh->vertexFlags, 0, size_t((uint32_t(mesh->vertexCount) + 31) / 32) * sizeof(uint32_t));
     }
 }
 
 uint32_t UnlitColor(const E3DMaterial *m, uint32_t mode) {
-    const uint32_t field = mode & 0x7800000u;
-    if (field != 0 && field != 0x2000000u) return 0xFFFFFFu;
+    const uint32_t field = mode & kLayerPresentMask;
+    if (field != 0 && field != E3D_TEXTURE_LAYER2) return 0xFFFFFFu;
     const float *c0 = MaterialColor(m, 0);
     const float *c1 = MaterialColor(m, 1);
     const float *c2 = MaterialColor(m, 2);
