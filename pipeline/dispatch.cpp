@@ -28,10 +28,10 @@ ClipPolygon g_clipA;
 ClipPolygon g_clipB;
 
 int TextureSlot(uint32_t mode) {
-    switch (mode & 0x7800000u) {
-        case 0x800000u: return 0;
-        case 0x1000000u: return 1;
-        case 0x2000000u: return 2;
+    switch (mode & kLayerPresentMask) {
+        case E3D_TEXTURE_LAYER0: return 0;
+        case E3D_TEXTURE_LAYER1: return 1;
+        case E3D_TEXTURE_LAYER2: return 2;
         default: return -1;  // no filler draws these combinations
     }
 }
@@ -39,7 +39,7 @@ int TextureSlot(uint32_t mode) {
 TextureState SetUpTexture(const E3DPolygon *p, uint32_t mode) {
     TextureState t{TextureSlot(mode), 0.0f, 0.0f, false};
     if (t.slot < 0) return t;
-    const E3DMaterial *m = (p->flags & 0x80u) ? p->backMaterial : p->material;
+    const E3DMaterial *m = (p->flags & kPolygonBackShowing) ? p->backMaterial : p->material;
     const TextureLayerView layer = ReadTextureLayer(m->layers[t.slot]);
     t.maxU = float(layer.width - 1);
     t.maxV = float(layer.height - 1);
@@ -238,7 +238,7 @@ void DispatchPolygon(const E3DSortEntry *entry, TriangleFiller filler) {
     const uint32_t mode = entry->mode;
     const E3DVertex *const v[3] = {&vertices[p->vertex[0]], &vertices[p->vertex[1]], &vertices[p->vertex[2]]};
     if (v[0]->clipCode & v[1]->clipCode & v[2]->clipCode) return;
-    if ((mode & 0x700000u) != 0x700000u) {
+    if ((mode & kRenderSolid) != kRenderSolid) {
         filler(p, vertices);
         return;
     }
