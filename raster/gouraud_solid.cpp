@@ -2,6 +2,7 @@
 // template body; the depth pass anchors the dither at the screen column, the
 // sorted pass at each span's right end.
 #include "raster/gouraud_solid.h"
+#include "core/modes.h"
 #include "raster/dither_sse2.h"
 #include "raster/pixel.h"
 #include "raster/simd.h"
@@ -256,7 +257,7 @@ inline Fixed16_16 ChannelBias(float ddx, float ddy) {
 
 template <int N>
 void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const GouraudScanRoutine<N> *group) {
-    const bool back = (p->flags & 0x80u) != 0;
+    const bool back = (p->flags & kPolygonBackShowing) != 0;
     const E3DMaterial *material = back ? p->backMaterial : p->material;
     if (!material) return;  // Guard: a hand-made polygon without a material draws nothing
     uint32_t blend = material->alphaMode & 3u;

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 
+#include "core/modes.h"
 #include "engine3d.h"
 #include "raster/edge_walker.h"
 
@@ -56,9 +57,13 @@ extern const std::array<float, 256> ReciprocalTable;  // [n] = 1 / n, [0] = 0
 inline constexpr uint32_t kFillerRowLength = 256;
 extern const TriangleFillerRoutine *const FillerTable[8];
 
-// Depth pass: odd entries; painter's pass: even entries.
-constexpr uint32_t DepthPassFillerIndex(uint32_t mode) { return ((mode & 0x07F00000u) | 0x00080000u) >> 19; }
-constexpr uint32_t SortedPassFillerIndex(uint32_t mode) { return (mode >> 19) & 0xFEu; }
+// Depth pass: odd entries; painter's pass: even entries (the render bits
+// over one pass bit).
+inline constexpr int kFillerIndexShift = 19;
+constexpr uint32_t DepthPassFillerIndex(uint32_t mode) {
+    return ((mode & kRenderMask) | (1u << kFillerIndexShift)) >> kFillerIndexShift;
+}
+constexpr uint32_t SortedPassFillerIndex(uint32_t mode) { return (mode & kRenderMask) >> kFillerIndexShift; }
 
 // The routine of every combination without a filler: draws nothing.
 void EmptyFiller(E3DPolygon *, E3DVertex *);

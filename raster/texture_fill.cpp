@@ -10,6 +10,7 @@
 #include <climits>
 #include <cmath>
 
+#include "core/modes.h"
 #include "core/texture_layer.h"
 #include "raster/gouraud_solid.h"
 #include "raster/dither_sse2.h"
@@ -480,7 +481,7 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, int ma
     constexpr int N = Interpolants(Lighting);
     const bool key = map == kOpacityMap;
     const RasterTables &tables = g_rasterTables;
-    const bool back = (p->flags & 0x80u) != 0;
+    const bool back = (p->flags & kPolygonBackShowing) != 0;
     const E3DMaterial *material = back ? p->backMaterial : p->material;
     if (!material) return;  // Guard: a hand-made polygon without a material draws nothing
     const TextureLayerView layer = ReadTextureLayer(material->layers[map]);

@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "core/clip.h"
+#include "core/modes.h"
 #include "core/view.h"
 #include "raster/line.h"
 #include "raster/pixel.h"
@@ -295,7 +296,7 @@ void StepLine(LineEnd a, LineEnd b, const PixelBounds &bounds, const RasterTarge
 // (flag 0x40), else replace. -1: draw nothing (opacity level 0).
 int ChooseOperator(const E3DPolygon *p, uint32_t colour, bool gouraud) {
     g_line.pixel = ColorToPixel(colour);
-    if (!(p->flags & 0x40u)) return kReplace;
+    if (!(p->flags & kPolygonSeeThrough)) return kReplace;
     const E3DMaterial *m = (p->flags & 0x80u) ? p->backMaterial : p->material;
     if (!m) return kReplace;  // Guard: a hand-made polygon without a material
     int op = int(m->alphaMode & 3u);
