@@ -396,8 +396,8 @@ void Fill(E3DPolygon *p, E3DVertex *vertices, const RasterTarget &target, const 
 }
 
 // A convex polygon's rows between its left and right boundary chains, the
-// edges stepped in locals as ScanPart does; false once the rows pass the
-// bottom of the target.
+// edges stepped in locals as ScanPart does, down to the bottom of the
+// polygon or of the target.
 template <int Op>
 void ScanConvex(const EdgeWalker<0> *leftChain, int leftCount, const EdgeWalker<0> *rightChain, int rightCount,
                 const RasterTarget &t) {
