@@ -25,10 +25,6 @@
 
 namespace {
 
-// ---- guards for defects that are known and being fixed ---------------------
-// E3D_FUZZ_TRACE set: every call group and draw result goes to stderr, to read a reproducer.
-const bool kTrace = std::getenv("E3D_FUZZ_TRACE") != nullptr;
-
 [[noreturn]] void Fail(const char *what) {
     std::fprintf(stderr, "api fuzzer: %s\n", what);
     std::abort();
@@ -163,23 +159,26 @@ Handles g_live;
 bool g_tracking = false;
 Surface g_surface[kSurfaces];
 
-template <class T, int N>
-void Forget(T *(&table)[N], const void *block) {
-    for (T *&h : table)
-        if (h == block) h = nullptr;
+// Every table with its delete, in the order the end of an input deletes them.
+template <class F>
+void ForEachTable(F f) {
+    f(g_live.scene, [](E3DScene *s) { DeleteScene(s); });
+    f(g_live.mesh, DeleteMesh);
+    f(g_live.light, DeleteLight);
+    f(g_live.camera, DeleteCamera);
+    f(g_live.material, DeleteMaterial);
+    f(g_live.texture, DeleteTexture);
+    f(g_live.skeleton, DeleteSkeleton);
+    f(g_live.bone, DeleteBone);
+    f(g_live.sphere, DeleteBVSphere);
+    f(g_live.viewport, DeleteViewport);
 }
 
 void ForgetBlock(const void *block) {
-    Forget(g_live.mesh, block);
-    Forget(g_live.camera, block);
-    Forget(g_live.light, block);
-    Forget(g_live.scene, block);
-    Forget(g_live.material, block);
-    Forget(g_live.texture, block);
-    Forget(g_live.viewport, block);
-    Forget(g_live.skeleton, block);
-    Forget(g_live.bone, block);
-    Forget(g_live.sphere, block);
+    ForEachTable([block](auto &table, auto) {
+        for (auto *&h : table)
+            if (h == block) h = nullptr;
+    });
 }
 
 template <class T, int N>
@@ -299,21 +298,8 @@ const char *Name(Input &in, char *storage, size_t size) {
     return storage;
 }
 
-// ---- deletes ----------------------------------------------------------------
 // The engine unhooks whatever still names a deleted object, so the fuzzer
 // deletes without preparing anything.
-void DelMesh(E3DMesh *m) { DeleteMesh(m); }
-void DelCamera(E3DCamera *c) { DeleteCamera(c); }
-void DelLight(E3DLight *l) { DeleteLight(l); }
-void DelMaterial(E3DMaterial *m) { DeleteMaterial(m); }
-void DelTexture(E3DTexture *t) { DeleteTexture(t); }
-void DelSkeleton(E3DSkeleton *k) { DeleteSkeleton(k); }
-void DelScene(E3DScene *s, bool whole) {
-    if (whole) DeleteWholeScene(s);
-    else DeleteScene(s);
-}
-void DelViewport(E3DViewport *v) { DeleteViewport(v); }
-
 // ---- operations --------------------------------------------------------------
 bool g_failureArmed = false;  // this call was given a failing allocation
 
@@ -323,7 +309,7 @@ bool FailureUsed() { return g_failureArmed && HostMemoryPendingFailure() == 0; }
 // Keeps the mesh a builder returned in a slot of the table.
 void KeepMesh(Input &in, E3DMesh *m) {
     if (!m) return;
-    Store(L.mesh, in.Pick(kMeshes), m, DelMesh);
+    Store(L.mesh, in.Pick(kMeshes), m, DeleteMesh);
 }
 
 void OpGenerator(Input &in) {
@@ -349,7 +335,6 @@ void OpGenerator(Input &in) {
         case 10: m = TubeCreate(a, b, c, scale, i, j, colour); break;
         default: m = BillboardCreate(a, scale, colour); break;
     }
-    if (kTrace) std::fprintf(stderr, "  generator %d: %s\n", which, m ? "mesh" : "null");
     KeepMesh(in, m);
 }
 
@@ -364,7 +349,7 @@ void OpMeshBuild(Input &in) {
             if (!p) v = 0;
         }
         E3DMesh *made = CreateMesh(v, p, in.U32());
-        if (made) Store(L.mesh, in.Pick(kMeshes), made, DelMesh);
+        if (made) Store(L.mesh, in.Pick(kMeshes), made, DeleteMesh);
         return;
     }
     const int32_t vc = m->vertexCount, pc = m->polygonCount;
@@ -409,7 +394,7 @@ void OpMeshBuild(Input &in) {
             const int slot = in.Pick(kMeshes);
             E3DMesh *r = ValidateMesh(m);
             if (r && r != m && !Holds(L.mesh, r)) {
-                Store(L.mesh, slot, r, DelMesh);
+                Store(L.mesh, slot, r, DeleteMesh);
             }
             break;
         }
@@ -421,14 +406,13 @@ void OpMeshState(Input &in) {
     E3DMesh *m = Any(in, L.mesh);
     if (!m) return;
     const int which = in.Pick(16);
+    static void (*const kModeSetters[])(E3DNode *, uint32_t) = {SetMeshRenderMode, SetMeshCullMode, SetMeshShadeMode};
+    static E3DMesh *(*const kPlacers[])(E3DMesh *, float, float, float) = {SetMeshModelOrientation,
+                                                                         SetMeshModelPosition, SetMeshPivot};
     switch (which) {
-        case 0: {
-            uint32_t mode = in.Mode();
-            SetMeshRenderMode(&m->node, mode);
-            break;
-        }
-        case 1: SetMeshCullMode(&m->node, in.Mode()); break;
-        case 2: SetMeshShadeMode(&m->node, in.Mode()); break;
+        case 0:
+        case 1:
+        case 2: kModeSetters[which](&m->node, in.Mode()); break;
         case 3: HideMesh(&m->node); break;
         case 4: ShowMesh(&m->node); break;
         case 5: {
@@ -438,19 +422,11 @@ void OpMeshState(Input &in) {
             break;
         }
         case 6: SetMeshBillboardMode(m, in.Mode()); break;
-        case 7: {
-            const float x = in.F(), y = in.F(), z = in.F();
-            SetMeshModelOrientation(m, x, y, z);
-            break;
-        }
-        case 8: {
-            const float x = in.F(), y = in.F(), z = in.F();
-            SetMeshModelPosition(m, x, y, z);
-            break;
-        }
+        case 7:
+        case 8:
         case 9: {
             const float x = in.F(), y = in.F(), z = in.F();
-            SetMeshPivot(m, x, y, z);
+            kPlacers[which - 7](m, x, y, z);
             break;
         }
         case 10: {
@@ -470,7 +446,7 @@ void OpMeshState(Input &in) {
         }
         case 13: {
             E3DMesh *box = CreateAABB(m);
-            if (box) Store(L.mesh, in.Pick(kMeshes), box, DelMesh);
+            if (box) Store(L.mesh, in.Pick(kMeshes), box, DeleteMesh);
             break;
         }
         case 14: {
@@ -501,12 +477,12 @@ void OpCamera(Input &in) {
         in.Floats(p, 3);
         in.Floats(t, 3);
         const float roll = in.F(), fov = in.F(), nearZ = in.F();
-        Store(L.camera, in.Pick(kCameras), CreateCamera(p, t, roll, fov, nearZ), DelCamera);
+        Store(L.camera, in.Pick(kCameras), CreateCamera(p, t, roll, fov, nearZ), DeleteCamera);
         return;
     }
     float xyz[3];
     switch (which) {
-        case 1: DelCamera(c); break;
+        case 1: DeleteCamera(c); break;
         case 2:
             in.Floats(xyz, 3);
             SetCameraPosition(c, xyz, in.I());
@@ -541,12 +517,12 @@ void OpLight(Input &in) {
         const uint32_t flags = in.Mode();
         E3DLight *made = in.Bit() ? CreateOmniLight(p, colour, intensity, a1, a2, flags)
                                   : CreateDirectLight(p, d, colour, intensity, flags);
-        Store(L.light, in.Pick(kLights), made, DelLight);
+        Store(L.light, in.Pick(kLights), made, DeleteLight);
         return;
     }
     float xyz[3];
     switch (which) {
-        case 1: DelLight(l); break;
+        case 1: DeleteLight(l); break;
         case 2: {
             const float r = in.F(), g = in.F(), b = in.F();
             SetLightColor(l, r, g, b);
@@ -589,12 +565,12 @@ void OpMaterial(Input &in) {
     const int which = in.Pick(22);
     if (which == 0) {
         E3DMaterial *t = AnyMaterial(in);
-        Store(L.material, in.Pick(kMaterials), CreateMaterial(t), DelMaterial);
+        Store(L.material, in.Pick(kMaterials), CreateMaterial(t), DeleteMaterial);
         return;
     }
     if (which == 1) {
         E3DMaterial *m = Any(in, L.material);
-        if (m) DelMaterial(m);
+        if (m) DeleteMaterial(m);
         return;
     }
     if (which <= 4) {
@@ -642,14 +618,15 @@ void OpMaterial(Input &in) {
         case 10: SetMaterialShininess(m, in.F()); break;
         case 11: SetMaterialSpecularLevel(m, in.F()); break;
         case 12: SetMaterialAlphaLevel(m, in.I()); break;
-        case 13: SetMaterialAlphaMode(m, in.Mode()); break;
-        case 14: {
-            uint32_t mode = in.Mode();
-            SetMaterialRenderMode(m, mode);
+        case 13:
+        case 14:
+        case 15:
+        case 16: {
+            static void (*const kModeSetters[])(E3DMaterial *, uint32_t) = {
+                SetMaterialAlphaMode, SetMaterialRenderMode, SetMaterialShadeMode, SetMaterialCullMode};
+            kModeSetters[which - 13](m, in.Mode());
             break;
         }
-        case 15: SetMaterialShadeMode(m, in.Mode()); break;
-        case 16: SetMaterialCullMode(m, in.Mode()); break;
         case 17: {
             char name[48];
             SetMaterialName(m, Name(in, name, sizeof name));
@@ -665,12 +642,12 @@ void OpMaterial(Input &in) {
             const int32_t w = in.I(), h = in.I(), sq = in.I();
             const uint32_t colours = in.U32();
             Store(L.texture, in.Pick(kTextures),
-                  CreateCheckerTexture(w, h, sq, uint16_t(colours), uint16_t(colours >> 16)), DelTexture);
+                  CreateCheckerTexture(w, h, sq, uint16_t(colours), uint16_t(colours >> 16)), DeleteTexture);
             break;
         }
         case 20: {
             E3DTexture *t = Any(in, L.texture);
-            if (t) DelTexture(t);
+            if (t) DeleteTexture(t);
             break;
         }
         default: {
@@ -686,11 +663,14 @@ void OpScene(Input &in) {
     E3DScene *s = Any(in, L.scene);
     const int which = in.Pick(16);
     if (!s || which == 0) {
-        Store(L.scene, in.Pick(kScenes), CreateScene(), [](E3DScene *x) { DelScene(x, false); });
+        Store(L.scene, in.Pick(kScenes), CreateScene(), DeleteScene);
         return;
     }
     switch (which) {
-        case 1: DelScene(s, in.Bit()); break;
+        case 1:
+            if (in.Bit()) DeleteWholeScene(s);
+            else DeleteScene(s);
+            break;
         case 2: {
             E3DMesh *m = Any(in, L.mesh);
             if (!m || !Validated(m)) break;
@@ -793,9 +773,9 @@ void OpSkeleton(Input &in) {
     E3DBone *b = Any(in, L.bone);
     char name[48];
     switch (which) {
-        case 0: Store(L.skeleton, in.Pick(kSkeletons), CreateSkeleton(), DelSkeleton); break;
+        case 0: Store(L.skeleton, in.Pick(kSkeletons), CreateSkeleton(), DeleteSkeleton); break;
         case 1:
-            if (k) DelSkeleton(k);
+            if (k) DeleteSkeleton(k);
             break;
         case 2: Store(L.bone, in.Pick(kBones), CreateBone(), DeleteBone); break;
         case 3:
@@ -877,11 +857,11 @@ void OpViewport(Input &in) {
             w = in.Bit() ? s.width : 1 + in.Pick(s.width + 64);
             h = in.Bit() ? s.height : 1 + in.Pick(s.height + 64);
         }
-        Store(L.viewport, in.Pick(kViewports), CreateViewport(surface, w, h, depth, own), DelViewport);
+        Store(L.viewport, in.Pick(kViewports), CreateViewport(surface, w, h, depth, own), DeleteViewport);
         return;
     }
     switch (which) {
-        case 1: DelViewport(v); break;
+        case 1: DeleteViewport(v); break;
         case 2: SetViewportDepthState(v, in.Bit() ? 1 : in.I()); break;
         case 3: ClearViewportDepthBuffer(v, in.I()); break;
         case 4: {
@@ -917,14 +897,10 @@ void OpViewport(Input &in) {
 void OpDraw(Input &in) {
     if (in.Bit()) {
         E3DScene *s = Any(in, L.scene);
-        if (!s) return;
-        DrawScene(s);
-        if (kTrace) std::fprintf(stderr, "  DrawScene: %d entries, %d visible meshes\n", s->count, s->visibleMeshCount);
+        if (s) DrawScene(s);
     } else {
         E3DMesh *m = Any(in, L.mesh);
-        if (!m) return;
-        const int32_t n = DrawMesh(m);
-        if (kTrace) std::fprintf(stderr, "  DrawMesh: %d entries\n", n);
+        if (m) DrawMesh(m);
     }
 }
 
@@ -1064,35 +1040,17 @@ void OpMisc(Input &in) {
     }
 }
 
+// Deletes everything left; a handle still in a table after its delete fails.
 void ReleaseAll() {
     EmptyList();
-    for (E3DScene *&s : L.scene)
-        if (s) DelScene(s, false);
-    for (E3DMesh *&m : L.mesh)
-        if (m) DelMesh(m);
-    for (E3DLight *&l : L.light)
-        if (l) DelLight(l);
-    for (E3DCamera *&c : L.camera)
-        if (c) DelCamera(c);
-    for (E3DMaterial *&m : L.material)
-        if (m) DelMaterial(m);
-    for (E3DTexture *&t : L.texture)
-        if (t) DelTexture(t);
-    for (E3DSkeleton *&k : L.skeleton)
-        if (k) DelSkeleton(k);
-    for (E3DBone *&b : L.bone)
-        if (b) DeleteBone(b);
-    for (E3DBVSphere *&s : L.sphere)
-        if (s) DeleteBVSphere(s);
-    for (E3DViewport *&v : L.viewport)
-        if (v) DelViewport(v);
-}
-
-template <class T, int N>
-bool Empty(T *(&table)[N]) {
-    for (T *h : table)
-        if (h) return false;
-    return true;
+    ForEachTable([](auto &table, auto del) {
+        for (auto *&h : table)
+            if (h) del(h);
+    });
+    ForEachTable([](auto &table, auto) {
+        for (auto *h : table)
+            if (h) Fail("a handle survived its delete");
+    });
 }
 
 }  // namespace
@@ -1118,12 +1076,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         }
         HostMemoryFailNth(failAt);
         g_failureArmed = failAt > 0;
-        if (kTrace) {
-            static const char *const kOps[] = {"mesh build", "mesh build", "generator", "mesh state", "mesh state",
-                                               "camera", "light", "material", "material", "scene", "scene", "tree",
-                                               "skeleton", "viewport", "draw", "draw", "filler", "sort", "misc"};
-            std::fprintf(stderr, "%s%s\n", kOps[op], failAt ? " (with a failing allocation)" : "");
-        }
         switch (op) {
             case 0:
             case 1: OpMeshBuild(in); break;
@@ -1151,9 +1103,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     }
     ReleaseAll();
     g_tracking = false;
-    if (!Empty(L.mesh) || !Empty(L.scene) || !Empty(L.viewport) || !Empty(L.camera) || !Empty(L.light) ||
-        !Empty(L.material) || !Empty(L.texture) || !Empty(L.skeleton) || !Empty(L.bone) || !Empty(L.sphere))
-        Fail("a handle survived its delete");
     e3d::SetRasterContext(nullptr, nullptr);
     ReleaseEngine3D();
     HostMemoryStats after{};
