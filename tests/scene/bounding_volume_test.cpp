@@ -1,8 +1,8 @@
-// Bounding boxes and spheres.
+// Bounding boxes and spheres, and textures made by the engine.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -22,52 +22,23 @@ TEST(BoundingBox, CornersInVertexOrderAndWireState) {
         for (int a = 0; a < 3; ++a) EXPECT_EQ(box->vertices[i].position[a], expected[i][a]) << i << "," << a;
     EXPECT_EQ(box->state, 0x00300021u);
     EXPECT_EQ(box->defaultMaterial.mode & 0x700007u, 0x300001u);
-    EXPECT_EQ(box->defaultMaterial.color[0][3], 0.0f);
-    EXPECT_EQ(box->polygons[2].flags >> 12 & 31u, 1u);
-    EXPECT_EQ(box->polygons[10].vertex[0], 7);
+    const float *c = box->defaultMaterial.color[0];
+    EXPECT_TRUE(c[0] == 255.0f && c[1] == 255.0f && c[2] == 255.0f && c[3] == 0.0f);
+    // The cube's faces in order, two triangles each, face f in group f.
+    const int faces[6][4] = {{0, 1, 2, 3}, {1, 5, 6, 2}, {5, 4, 7, 6}, {4, 0, 3, 7}, {4, 5, 1, 0}, {3, 2, 6, 7}};
+    for (int f = 0; f < 6; ++f) {
+        const int *p = box->polygons[2 * f].vertex, *q = box->polygons[2 * f + 1].vertex;
+        EXPECT_TRUE(p[0] == faces[f][3] && p[1] == faces[f][1] && p[2] == faces[f][0]) << f;
+        EXPECT_TRUE(q[0] == faces[f][3] && q[1] == faces[f][2] && q[2] == faces[f][1]) << f;
+        EXPECT_EQ(box->polygons[2 * f].flags >> 12 & 31u, uint32_t(f));
+    }
     DeleteMesh(box);
     // All vertices at one point: eight equal corners.
     for (int i = 0; i < 3; ++i) SetMeshVertex(m, i, 2, 2, 2);
     box = CreateAABB(m);
-    for (int i = 0; i < 8; ++i) EXPECT_EQ(box->vertices[i].position[1], 2.0f);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(box->vertices[i].position[0] + box->vertices[i].position[1], 4.0f);
     DeleteMesh(box);
     DeleteMesh(m);
-}
-
-TEST(BoundingSphere, FitAndMerges) {
-    e3dtest::LeakCheck leaks;
-    InitEngine3D();
-    E3DBVSphere *s = CreateBVSphere();
-    ASSERT_NE(s, nullptr);
-    EXPECT_EQ(s->radius, 0.0f);
-    const float points[] = {0, 0, 0, 2, 0, 0};
-    ComputeBVSphere(s, points, 0);
-    EXPECT_EQ(s->center[0], 0.0f);
-    ComputeBVSphere(s, points, 2);
-    EXPECT_EQ(s->center[0], 1.0f);
-    EXPECT_NEAR(s->radius, 1.0f, 1e-3f);
-    // Apart: centre moves halfway, radius covers both.
-    s->center[0] = 0, s->radius = 1;
-    const float far[3] = {4, 0, 0};
-    MergeBVSphere(s, far, 1);
-    EXPECT_NEAR(s->center[0], 2.0f, 1e-3f);
-    EXPECT_NEAR(s->radius, 3.0f, 1e-3f);
-    // The second encloses the first: left as it is, deliberately.
-    const float origin[3] = {0, 0, 0};
-    s->center[0] = 0, s->radius = 1;
-    MergeBVSphere(s, origin, 10);
-    EXPECT_EQ(s->radius, 1.0f);
-    // The second inside the first: nothing changes either.
-    s->radius = 5;
-    const float near[3] = {1, 0, 0};
-    MergeBVSphere(s, near, 1);
-    EXPECT_EQ(s->radius, 5.0f);
-    EXPECT_EQ(s->center[0], 0.0f);
-    MergeBVSpheres();
-    DeleteBVSphere(s);
-    DeleteBVSphere(nullptr);
-    ReleaseEngine3D();
-    leaks.Check();
 }
 
 TEST(BoundingSphere, FitMatchesAMeanAndFarthestPointModel) {
@@ -75,6 +46,8 @@ TEST(BoundingSphere, FitMatchesAMeanAndFarthestPointModel) {
     std::mt19937 rng(11);
     std::uniform_real_distribution<float> coord(-50.0f, 50.0f);
     E3DBVSphere *s = CreateBVSphere();
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(s->radius, 0.0f);
     for (int round = 0; round < 200; ++round) {
         const int n = 1 + int(rng() % 40);
         std::vector<float> p(size_t(3 * n));
@@ -92,33 +65,38 @@ TEST(BoundingSphere, FitMatchesAMeanAndFarthestPointModel) {
         // The table square root keeps about ten bits.
         ASSERT_NEAR(s->radius, std::sqrt(far2), std::sqrt(far2) * 2e-3 + 1e-3) << "round " << round;
     }
-    // One point: radius stays 0 (the square root is not taken).
+    // One point: radius 0 (the square root is not taken); no point: nothing changes.
     const float one[3] = {3, 4, 5};
     ComputeBVSphere(s, one, 1);
-    EXPECT_EQ(s->radius, 0.0f);
-    EXPECT_EQ(s->center[2], 5.0f);
+    EXPECT_TRUE(s->radius == 0.0f && s->center[2] == 5.0f);
+    ComputeBVSphere(s, one + 1, 0);
+    EXPECT_EQ(s->center[0], 3.0f);
     DeleteBVSphere(s);
     ReleaseEngine3D();
 }
 
-TEST(BoundingSphere, MergeOfUnequalApartSpheresEnclosesBoth) {
-    // Radius 1 at 0 and radius 3 at 10 on the x axis span -1 .. 13: the
-    // enclosing sphere has centre 6 and radius 7.
+TEST(BoundingSphere, MergeEnclosesBothOrLeavesTheFirst) {
     InitEngine3D();
-    E3DBVSphere s{};
-    s.radius = 1;
-    const float c2[3] = {10, 0, 0};
-    MergeBVSphere(&s, c2, 3);
-    EXPECT_NEAR(s.center[0], 6.0f, 1e-2f);
-    EXPECT_EQ(s.center[1], 0.0f);
-    EXPECT_NEAR(s.radius, 7.0f, 1e-2f);
-    // Touching from inside counts as inside: nothing changes.
-    s = E3DBVSphere{};
-    s.radius = 2;
-    const float inside[3] = {0, 1, 0};
-    MergeBVSphere(&s, inside, 1);
-    EXPECT_EQ(s.radius, 2.0f);
-    EXPECT_EQ(s.center[1], 0.0f);
+    struct Case {
+        float c1, r1, c2[3], r2, x, z, radius;
+    } cases[] = {
+        {0, 1, {4, 0, 0}, 1, 2, 0, 3},       // apart: the centre moves halfway
+        {0, 1, {10, 0, 0}, 3, 6, 0, 7},      // unequal: -1 .. 13
+        {3, 1, {3, 0, 4}, 2, 3, 2.5f, 3.5f}, // apart along z: -1 .. 6
+        {0, 1, {0, 0, 0}, 10, 0, 0, 1},      // the second encloses the first: left as it is, deliberately
+        {0, 5, {1, 0, 0}, 1, 0, 0, 5},       // the second inside the first
+        {0, 2, {0, 1, 0}, 1, 0, 0, 2},       // touching from inside counts as inside
+    };
+    for (const Case &k : cases) {
+        E3DBVSphere s{};
+        s.center[0] = k.c1, s.radius = k.r1;
+        MergeBVSphere(&s, k.c2, k.r2);
+        EXPECT_NEAR(s.center[0], k.x, 1e-2f) << k.c2[0] << " " << k.r2;
+        EXPECT_EQ(s.center[1], 0.0f);
+        EXPECT_NEAR(s.center[2], k.z, 1e-2f);
+        EXPECT_NEAR(s.radius, k.radius, 1e-2f);
+    }
+    MergeBVSpheres();
     ReleaseEngine3D();
 }
 
@@ -138,4 +116,55 @@ TEST(BoundingVolumes, EveryFailedAllocationLeavesNothing) {
               1);
     DeleteMesh(m);
     ReleaseEngine3D();
+}
+
+// The checker pattern as described: start each row with b, flip at every
+// multiple of the cell width; the start flips at every multiple of the cell height.
+TEST(Texture, CheckerMatchesThePatternOnRandomSizes) {
+    e3dtest::LeakCheck leaks;
+    std::mt19937 rng(4);
+    for (int i = 0; i < 300; ++i) {
+        const int w = 1 + int(rng() % 40), h = 1 + int(rng() % 40), squares = 1 + int(rng() % 12);
+        const uint16_t a = uint16_t(rng()), b = uint16_t(rng());
+        E3DTexture *t = CreateCheckerTexture(w, h, squares, a, b);
+        ASSERT_NE(t, nullptr);
+        EXPECT_TRUE(t->pitch == 2 * w && t->width == w && t->width2 == w && t->height == h && t->height2 == h);
+        EXPECT_EQ(t->reserved0[0] | t->reserved1[0] | t->reserved2[4] | t->reserved3[3], 0u);
+        // More squares than pixels: cells of one pixel.
+        const int cellW = std::max(w / squares, 1), cellH = std::max(h / squares, 1);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                ASSERT_EQ(t->pixels[y * w + x], ((x / cellW + y / cellH) & 1) ? a : b)
+                    << w << "x" << h << " squares " << squares << " at " << x << "," << y;
+        DeleteTexture(t);
+    }
+    EXPECT_EQ(CreateCheckerTexture(4, 4, 0, 1, 2), nullptr);
+    EXPECT_EQ(CreateCheckerTexture(0, 4, 2, 1, 2), nullptr);
+    EXPECT_EQ(CreateCheckerTexture(4, -4, 2, 1, 2), nullptr);
+    EXPECT_EQ(CreateCheckerTexture(0x10000, 0x10000, 2, 1, 2), nullptr) << "8 GB of pixels";
+    EXPECT_EQ(e3dtest::ForEachAllocationFailure<E3DTexture>([] { return CreateCheckerTexture(16, 8, 4, 1, 2); },
+                                                             [](E3DTexture *x) { DeleteTexture(x); }),
+              2);
+    DeleteTexture(nullptr);
+    leaks.Check();
+}
+
+TEST(Texture, CopiedFromPixelsRowsArePacked) {
+    e3dtest::LeakCheck leaks;
+    std::vector<uint16_t> host(7 * 3);
+    for (size_t i = 0; i < host.size(); ++i) host[i] = uint16_t(i);
+    E3DTexture *t = CreateTextureFromPixels(host.data(), 5, 3, 14);
+    ASSERT_NE(t, nullptr);
+    EXPECT_TRUE(t->pitch == 10 && t->width == 5 && t->width2 == 5 && t->height == 3 && t->height2 == 3);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 5; ++x) EXPECT_EQ(t->pixels[y * 5 + x], host[size_t(y * 7 + x)]) << x << "," << y;
+    const int64_t bytes = e3dtest::MemoryStats().liveBytes;
+    DeleteTexture(t);
+    EXPECT_EQ(bytes - e3dtest::MemoryStats().liveBytes, int64_t(sizeof(E3DTexture)) + 2 * 5 * 3);
+    const int refused[][3] = {{0, 3, 14}, {5, 0, 14}, {32769, 1, 65538}, {1, 32769, 2}, {5, 3, 9}};
+    for (const auto &k : refused) EXPECT_EQ(CreateTextureFromPixels(host.data(), k[0], k[1], k[2]), nullptr) << k[0];
+    EXPECT_EQ(e3dtest::ForEachAllocationFailure<E3DTexture>(
+                  [&] { return CreateTextureFromPixels(host.data(), 5, 3, 10); }, [](E3DTexture *x) { DeleteTexture(x); }),
+              2);
+    leaks.Check();
 }

@@ -1,0 +1,51 @@
+// Shared by the scene tests: random record bytes and their comparison, random
+// colour levels, and fresh frames of a stage.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "engine3d.h"
+#include "support/stage.h"
+
+namespace e3dtest {
+
+// Random bytes, so that a stray write shows.
+template <class T>
+T Noise(std::mt19937 &rng) {
+    T r;
+    auto *bytes = reinterpret_cast<unsigned char *>(&r);
+    for (size_t i = 0; i < sizeof r; ++i) bytes[i] = static_cast<unsigned char>(rng());
+    return r;
+}
+
+// Compares records byte by byte and names the first differing byte.
+template <class T>
+::testing::AssertionResult SameBytes(const T &a, const T &b) {
+    const auto *x = reinterpret_cast<const unsigned char *>(&a), *y = reinterpret_cast<const unsigned char *>(&b);
+    for (size_t i = 0; i < sizeof a; ++i)
+        if (x[i] != y[i]) return ::testing::AssertionFailure() << "byte " << i << " differs";
+    return ::testing::AssertionSuccess();
+}
+
+// Mostly ordinary levels, sometimes a signed zero, the clamp edges or a non-finite one.
+inline float RandomLevel(std::mt19937 &rng) {
+    const float special[] = {0.0f, -0.0f, 255.0f, 255.5f, -1e-30f, NAN, INFINITY, -INFINITY};
+    return rng() % 3 ? std::ldexp(float(int32_t(rng())), -23) : special[rng() % 8];
+}
+
+// A fresh frame of the stage's scene; the guard rows must stay untouched.
+inline std::vector<uint16_t> Frame(Stage &s) {
+    std::fill(s.pixels.begin(), s.pixels.end(), kBackground);
+    ClearViewportDepthBuffer(s.viewport, 0);
+    DrawScene(s.scene);
+    EXPECT_TRUE(s.GuardsIntact());
+    return s.pixels;
+}
+
+}  // namespace e3dtest
