@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 #include <vector>
 
 #include "engine3d.h"
@@ -18,6 +19,7 @@ namespace {
 
 using e3dtest::Frame;
 using e3dtest::MakeQuadAt;
+using std::tuple;
 
 // A stage made after the leak count is taken and gone before it is checked.
 class DeleteRules : public ::testing::Test {
@@ -44,7 +46,7 @@ TEST_F(DeleteRules, ChildrenOfADeletedCameraOrLightBecomeRoots) {
     const std::vector<uint16_t> before = Frame(s);
     DeleteCamera(camera);
     DeleteLight(light);
-    for (E3DMesh *m : {a, b, c}) EXPECT_EQ(m->node.parent, nullptr);
+    EXPECT_EQ(tuple(a->node.parent, b->node.parent, c->node.parent), tuple(nullptr, nullptr, nullptr));
     EXPECT_EQ(Frame(s), before) << "the scene's root draws as it did";
     AssignMeshToScene(s.scene, b, 0);
     AssignMeshToScene(s.scene, c, 0);
@@ -64,8 +66,7 @@ TEST_F(DeleteRules, AViewportWhoseCameraIsDeletedDrawsNothing) {
     EXPECT_EQ(GetViewportCamera(s.viewport), nullptr);
     E3DMesh *m = MakeQuadAt(0, 0xFFFFFF);
     SetMeshViewport(m, s.viewport);
-    EXPECT_EQ(DrawMesh(m), 0);
-    EXPECT_EQ(s.Written(), 0);
+    EXPECT_EQ(tuple(DrawMesh(m), s.Written()), tuple(0, 0));
     // The fillers' current camera goes with it too.
     AssignMeshToScene(s.scene, m, 0);
     DrawScene(s.scene);
@@ -103,11 +104,8 @@ TEST_F(DeleteRules, ADeletedSkeletonLeavesEveryMeshAndScene) {
     AssignSkeletonToScene(other, k);
     AddListElement(&other->skeletons, k);
     DeleteSkeleton(k);
-    EXPECT_EQ(s.scene->skeletons.count, 0);
-    EXPECT_EQ(other->skeletons.count, 0) << "not only the first scene lets go, nor only one entry";
-    EXPECT_EQ(m->skeleton, nullptr);
-    EXPECT_EQ(m->skinWeights, nullptr);
-    EXPECT_EQ(m->meshKind, 1);
+    EXPECT_EQ(tuple(s.scene->skeletons.count, other->skeletons.count), tuple(0, 0)) << "every scene, every entry";
+    EXPECT_EQ(tuple(m->skeleton, m->skinWeights, m->meshKind), tuple(nullptr, nullptr, 1));
     EXPECT_EQ(Frame(s), plain);
     DeleteScene(other);
 }
@@ -128,9 +126,8 @@ TEST_F(DeleteRules, ADeletedTextureEmptiesEveryLayerShowingIt) {
     ASSERT_NE(materialMode & 0x7800000u, 0u);
     Frame(s);
     DeleteTexture(t);
-    for (const E3DMaterial *m : {material, &b->defaultMaterial}) {
+    for (const E3DMaterial *m : {material, &b->defaultMaterial})
         for (const E3DTextureLayer &l : m->layers) EXPECT_TRUE(l.texture == nullptr && l.pixels == nullptr);
-    }
     EXPECT_EQ(material->mode, materialMode & ~0x7800000u) << "only the present bits change";
     EXPECT_EQ(b->defaultMaterial.mode, defaultMode & ~0x7800000u);
     SetFaceMaterial(a, 0, &a->defaultMaterial, 1, 2);
@@ -150,12 +147,8 @@ TEST_F(DeleteRules, ADeletedMaterialFallsBackEverywhere) {
     AssignMaterialToScene(other, red);
     EXPECT_NE(Frame(s), plain);
     DeleteMaterial(red);
-    for (int face = 0; face < 2; ++face) {
-        EXPECT_EQ(GetFaceMaterial(m, face, 0), &m->defaultMaterial);
-        EXPECT_EQ(GetFaceMaterial(m, face, 1), &m->defaultMaterial);
-    }
-    EXPECT_EQ(s.viewport->material, nullptr);
-    EXPECT_EQ(s.scene->materials.count + other->materials.count, 0);
+    for (int face = 0; face < 4; ++face) EXPECT_EQ(GetFaceMaterial(m, face / 2, face % 2), &m->defaultMaterial);
+    EXPECT_EQ(tuple(s.viewport->material, s.scene->materials.count, other->materials.count), tuple(nullptr, 0, 0));
     EXPECT_EQ(Frame(s), plain);
     DeleteScene(other);  // once freed the material a second time
     // A mesh's default material is part of the mesh, not a material to free.
@@ -174,8 +167,7 @@ TEST_F(DeleteRules, ADeletedMeshLendsItsDefaultMaterialToNoOne) {
     EXPECT_NE(Frame(s), own);
     DeleteMesh(lender);
     EXPECT_EQ(GetFaceMaterial(borrower, 1, 1), &borrower->defaultMaterial);
-    EXPECT_EQ(s.viewport->material, nullptr);
-    EXPECT_EQ(s.scene->materials.count, 0);
+    EXPECT_EQ(tuple(s.viewport->material, s.scene->materials.count), tuple(nullptr, 0));
     EXPECT_EQ(Frame(s), own);
 }
 
@@ -203,14 +195,12 @@ TEST_F(DeleteRules, ADeletedSceneLendsTheDefaultMaterialsOfItsMeshesToNoOne) {
         SetFaceMaterial(borrower, 1, &bound->defaultMaterial, 0, 0);
         SetFaceMaterial(borrower, 1, &lenders[30]->defaultMaterial, 0, 1);
         whole ? DeleteWholeScene(gone) : DeleteScene(gone);
-        EXPECT_EQ(GetFaceMaterial(borrower, 0, 0), &borrower->defaultMaterial);
-        EXPECT_EQ(GetFaceMaterial(borrower, 1, 1), &borrower->defaultMaterial);
+        EXPECT_EQ(tuple(GetFaceMaterial(borrower, 0, 0), GetFaceMaterial(borrower, 1, 1)),
+                  tuple(&borrower->defaultMaterial, &borrower->defaultMaterial));
         // The bound lender lives on, outside every scene, with its own sort
         // buffer and without the scene's light.
         EXPECT_EQ(GetFaceMaterial(borrower, 1, 0), &bound->defaultMaterial);
-        EXPECT_EQ(IsMeshAssigned(bound), 0);
-        EXPECT_EQ(bound->sortCapacity, bound->treePolygonCount);
-        EXPECT_EQ(bound->lights[0], nullptr);
+        EXPECT_EQ(tuple(IsMeshAssigned(bound), bound->sortCapacity, bound->lights[0]), tuple(0, 2, nullptr));
         SetFaceMaterial(borrower, 1, &borrower->defaultMaterial, 0, 0);
         EXPECT_EQ(Frame(s), own);
         EXPECT_EQ(s.scene->meshes.count, 1);
@@ -231,9 +221,7 @@ TEST_F(DeleteRules, ADeletedViewportLeavesScenesAndMeshes) {
     SetMeshViewport(m, v);
     EXPECT_EQ(DrawMesh(m), 2) << "both triangles drawn";
     DeleteViewport(v);
-    EXPECT_EQ(GetSceneViewport(other), nullptr);
-    EXPECT_EQ(m->viewport, nullptr);
-    EXPECT_EQ(DrawMesh(m), 0);
+    EXPECT_EQ(tuple(GetSceneViewport(other), m->viewport, DrawMesh(m)), tuple(nullptr, nullptr, 0));
     DrawScene(other);  // no viewport: nothing to draw into
     EXPECT_EQ(s.Written(), 0);
     RemoveCameraFromScene(other, s.camera);
@@ -249,10 +237,8 @@ TEST_F(DeleteRules, AMeshFreedThroughACameraOfItsTreeLeavesEveryScene) {
     // Below a camera a mesh roots its own tree and may be in a scene.
     ASSERT_EQ(AssignMeshToScene(s.scene, below, 0), below);
     DeleteMesh(top);  // the subtree's meshes go, cameras stay
-    EXPECT_EQ(s.scene->meshes.count, 0);
-    EXPECT_EQ(s.scene->polygonTotal, 0);
-    EXPECT_EQ(rider->node.parent, nullptr);
-    EXPECT_EQ(rider->node.childCount, 0);
+    EXPECT_EQ(tuple(s.scene->meshes.count, s.scene->polygonTotal, rider->node.parent, rider->node.childCount),
+              tuple(0, 0, nullptr, 0));
     Frame(s);
     EXPECT_EQ(s.Written(), 0);
     DeleteCamera(rider);
