@@ -1,8 +1,7 @@
 // Mesh building: both ways of making a mesh, the setters' refusals and
-// bounds, the block layout, validation, skeleton slots and names.
+// bounds, the block layout and validation.
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstring>
 #include <tuple>
 #include <vector>
@@ -12,61 +11,55 @@
 #include "support/memory_check.h"
 #include "support/mesh_builders.h"
 
-using e3dtest::LeakCheck;
 using std::tuple;
 
 namespace {
 
-std::vector<int> Corners(const E3DMesh *m, int i) { return {m->polygons[i].vertex, m->polygons[i].vertex + 3}; }
-std::vector<float> Coords(const E3DMesh *m, int i) {
-    const auto &c = m->polygons[i].coords;
-    return {c[0][0], c[0][1], c[1][0], c[1][1], c[2][0], c[2][1]};
+std::vector<float> Corners(const E3DMesh *m, int i) {
+    const E3DPolygon &p = m->polygons[i];
+    return {float(p.vertex[0]), float(p.vertex[1]), float(p.vertex[2]), p.coords[0][0], p.coords[0][1],
+            p.coords[1][0], p.coords[1][1], p.coords[2][0], p.coords[2][1]};
 }
 
 }  // namespace
 
-TEST(Mesh, CreateCountsAndInitialRecord) {
-    LeakCheck leaks;
+TEST(Mesh, CreateCountsInitialRecordAndName) {
     EXPECT_TRUE(!CreateMesh(0, 5, 0) && !CreateMesh(5, 0, 0) && !CreateMesh(-1, 0, 0));
-    E3DMesh *m = CreateMesh(4, 2, 0x00102030);
-    ASSERT_NE(m, nullptr);
+    E3DMesh *m = CreateMesh(4, 2, 0x00102030), *empty = CreateMesh(0, 0, 0);
     EXPECT_EQ(tuple(m->node.type, m->meshKind, m->state, m->treePolygonCount, m->defaultMaterial.mode),
               tuple(1, 0, 0x07F00027u, 2, 0x00700063u));
-    EXPECT_TRUE(m->sortBuffer[0] == 0u && m->sortBuffer[1] == 1u) << "the identity order";
-    EXPECT_EQ(std::vector<float>(m->defaultMaterial.color[0], m->defaultMaterial.color[0] + 4),
-              (std::vector<float>{16, 32, 48, 255}));
+    const float *c = m->defaultMaterial.color[0];
+    EXPECT_EQ(tuple(c[0], c[1], c[2], c[3], m->sortBuffer[0], m->sortBuffer[1]), tuple(16.0f, 32.0f, 48.0f, 255.0f, 0u, 1u));
     EXPECT_TRUE(m->modelMatrix[0] == 1.0f && m->modelMatrix[3] == 0.0f && m->lights[63] == nullptr);
     EXPECT_EQ(AddMeshVertex(m, 1, 2, 3) + AddMeshTriPolygon(m, 0, 1, 2, 0, 0), 0) << "a one-block mesh cannot grow";
-    DeleteMesh(m);
-    E3DMesh *empty = CreateMesh(0, 0, 0);
-    ASSERT_NE(empty, nullptr);
     EXPECT_TRUE(empty->sortEntries == nullptr && empty->vertices == nullptr);
+    const char *longName = "a name of forty characters, far too long";
+    EXPECT_EQ(SetMeshName(m, longName), m->name + 31);
+    EXPECT_EQ(std::strncmp(m->name, longName, 31), 0);
+    EXPECT_EQ(m->viewport, nullptr) << "the field behind the name is untouched";
+    DeleteMesh(m);
     DeleteMesh(empty);
-    leaks.Check();
 }
 
+// Corners and texture coordinates are stored reversed; a quad is two
+// triangles (d b a) and (d c b); bad indices change nothing.
 TEST(Mesh, PolygonsAreStoredReversedWithTheirFlags) {
     E3DMesh *m = CreateMesh(4, 3, 0);
     EXPECT_EQ(SetMeshTriPolygon(m, 0, 0, 1, 2, 99, 5), 1);
-    EXPECT_EQ(Corners(m, 0), (std::vector<int>{2, 1, 0}));
-    EXPECT_EQ(m->polygons[0].flags, 0x00700E47u | (5u << 12));
-    EXPECT_EQ(m->polygons[0].material, &m->defaultMaterial);
     SetMeshTriPolygon(m, 1, 0, 1, 2, 0, 40);
     SetMeshTriPolygon(m, 2, 0, 1, 2, 0, -1);
-    EXPECT_EQ(m->polygons[1].flags, 0x00700E47u) << "groups of 32 and above are dropped";
-    EXPECT_EQ(m->polygons[2].flags, 0x00700E47u | (0xFFFFFFFFu << 12)) << "a negative group is shifted in";
+    EXPECT_EQ(tuple(m->polygons[0].flags, m->polygons[1].flags, m->polygons[2].flags, m->polygons[0].material),
+              tuple(0x00705E47u, 0x00700E47u, 0x00700E47u | (0xFFFFFFFFu << 12), &m->defaultMaterial))
+        << "groups of 32 and above are dropped, negative ones shifted in";
     EXPECT_EQ(SetMeshQuadPolygon(m, 1, 0, 1, 2, 3, 0, 7), 1);
-    EXPECT_EQ(Corners(m, 1), (std::vector<int>{3, 1, 0}));
-    EXPECT_EQ(Corners(m, 2), (std::vector<int>{3, 2, 1}));
     EXPECT_EQ(tuple(m->polygons[1].flags, m->polygons[2].flags), tuple(0x00707C47u, 0x00707647u));
-    // Texture coordinates follow the corners; bad indices are ignored.
     SetMeshTriTexCoords(m, 0, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f);
     SetMeshQuadTexCoords(m, 1, 1, 2, 3, 4, 5, 6, 7, 8);
     SetMeshTriTexCoords(m, -1, 9, 9, 9, 9, 9, 9);
     SetMeshTriTexCoords(m, 4, 9, 9, 9, 9, 9, 9);
-    EXPECT_EQ(Coords(m, 0), (std::vector<float>{0.5f, 0.6f, 0.3f, 0.4f, 0.1f, 0.2f}));
-    EXPECT_EQ(Coords(m, 1), (std::vector<float>{7, 8, 3, 4, 1, 2}));
-    EXPECT_EQ(Coords(m, 2), (std::vector<float>{7, 8, 5, 6, 3, 4}));
+    EXPECT_EQ(Corners(m, 0), (std::vector<float>{2, 1, 0, 0.5f, 0.6f, 0.3f, 0.4f, 0.1f, 0.2f}));
+    EXPECT_EQ(Corners(m, 1), (std::vector<float>{3, 1, 0, 7, 8, 3, 4, 1, 2}));
+    EXPECT_EQ(Corners(m, 2), (std::vector<float>{3, 2, 1, 7, 8, 5, 6, 3, 4}));
     DeleteMesh(m);
 }
 
@@ -93,32 +86,33 @@ TEST(Mesh, PolygonSetterRefusalsChangeNothing) {
         EXPECT_EQ(std::memcmp(before, m->polygons, sizeof before), 0);
     }
     EXPECT_EQ(SetMeshQuadPolygon(m, 2, 0, 1, 2, 3, 0, 0), 1) << "the last pair of slots is accepted";
-    // A grown mesh refuses Add... for a bad triangle, but keeps the new slot.
+    // A grown mesh refuses Add... for a bad triangle, but keeps the new slot;
+    // its tree is counted on validation only.
     E3DMesh *g = e3dtest::MakeGrownStrip(1);
     EXPECT_EQ(AddMeshTriPolygon(g, 0, 1, 3, 0, 0), 0);
-    EXPECT_EQ(tuple(g->polygonCount, g->treePolygonCount), tuple(2, 0)) << "the tree is counted on validation";
+    EXPECT_EQ(tuple(g->polygonCount, g->treePolygonCount), tuple(2, 0));
     EXPECT_EQ(AddMeshQuadPolygon(g, 0, 1, 2, 3, 0, 0), 1);
     DeleteMesh(g);
     DeleteMesh(m);
 }
 
-TEST(Mesh, OneBlockSizeFollowsTheRecordAndArrays) {
-    // The block holds the record, v vertices, ceil(v / 32) flag words, p
-    // polygons, 64 light slots and 4096 spare bytes; the sort buffer holds
-    // p indices and p entries.
+// The block holds the record, v vertices, ceil(v / 32) flag words, p
+// polygons, 64 light slots and 4096 spare bytes, the arrays in this order
+// with a spare record behind each (run under the sanitizer build too: the
+// setters' one-past-the-end writes land there); the sort buffer holds p
+// indices and p entries.
+TEST(Mesh, OneBlockLayoutAndItsSpareRecords) {
     for (int v : {1, 31, 32, 33, 100}) {
         for (int p : {1, 2, 77}) {
-            LeakCheck leaks;
+            e3dtest::LeakCheck leaks;
             const int64_t bytesBefore = e3dtest::MemoryStats().liveBytes;
             E3DMesh *m = CreateMesh(v, p, 0);
-            ASSERT_NE(m, nullptr);
             ReleaseRadixSort();  // the sort's shared scratch array is not the mesh's
             const int64_t block = int64_t(sizeof(E3DMesh)) + v * int64_t(sizeof(E3DVertex)) + (v + 31) / 32 * 4 +
                                   p * int64_t(sizeof(E3DPolygon)) + 64 * int64_t(sizeof(void *)) + 4096;
             const int64_t align = int64_t(alignof(E3DSortEntry)), indices = (p * 4 + align - 1) / align * align;
             EXPECT_EQ(e3dtest::MemoryStats().liveBytes - bytesBefore, block + indices + p * int64_t(sizeof(E3DSortEntry)))
                 << v << " " << p;
-            // The arrays lie in the block in this order, a spare record behind each.
             auto at = [](const void *x) { return static_cast<const char *>(x); };
             EXPECT_TRUE(at(m->vertices) == at(m) + sizeof(E3DMesh) && at(m->vertexFlags) >= at(m->vertices + v + 1) &&
                         at(m->polygons) >= at(m->vertexFlags + (v + 31) / 32) &&
@@ -128,10 +122,6 @@ TEST(Mesh, OneBlockSizeFollowsTheRecordAndArrays) {
             leaks.Check();
         }
     }
-}
-
-TEST(Mesh, BoundsThatAdmitOnePastTheEndStayInsideTheMesh) {
-    // Run under the sanitizer build too: the spare records must absorb these.
     for (E3DMesh *m : {CreateMesh(3, 1, 0), e3dtest::MakeGrownStrip(1)}) {
         const E3DPolygon before = m->polygons[0];
         EXPECT_EQ(tuple(SetMeshVertex(m, 3, 7, 8, 9), SetMeshVertex(m, 4, 7, 8, 9), SetMeshVertex(m, -1, 7, 8, 9)),
@@ -139,43 +129,33 @@ TEST(Mesh, BoundsThatAdmitOnePastTheEndStayInsideTheMesh) {
         SetMeshTriTexCoords(m, 1, 1, 2, 3, 4, 5, 6);
         SetMeshQuadTexCoords(m, 0, 1, 2, 3, 4, 5, 6, 7, 8);
         EXPECT_EQ(std::memcmp(&m->polygons[0].vertex, &before.vertex, sizeof before.vertex), 0);
-        EXPECT_EQ(m->polygons[0].coords[0][0], 7.0f);
-        EXPECT_EQ(m->polygons[0].flags & 0x07800000u, 0x07800000u);
-        for (int i = 0; m->lights && i < 64; ++i) ASSERT_EQ(m->lights[i], nullptr);
+        EXPECT_EQ(tuple(m->polygons[0].coords[0][0], m->polygons[0].flags & 0x07800000u), tuple(7.0f, 0x07800000u));
         DeleteMesh(m);
     }
 }
 
 TEST(Mesh, GrowThenValidateMakesANewRecord) {
-    LeakCheck leaks;
+    e3dtest::LeakCheck leaks;
     E3DMesh *m = CreateMesh(0, 0, 0x7FFF);
     for (int i = 0; i < 3; ++i) EXPECT_EQ(AddMeshVertex(m, float(i == 1), float(i == 2), 0), 1);
     EXPECT_EQ(AddMeshTriPolygon(m, 0, 1, 2, 0, 0), 1);
-    EXPECT_EQ(m->sortEntries, nullptr);
     SetMeshName(m, "grown");
     m->modelMatrix[3] = 5.0f;
     E3DMesh *v = ValidateMesh(m);
-    ASSERT_NE(v, nullptr);
-    EXPECT_NE(v, m);
+    ASSERT_NE(v, m);
     EXPECT_EQ(tuple(v->vertexCount, v->polygonCount, v->treePolygonCount, v->node.type, v->meshKind, v->normalCount),
               tuple(3, 1, 1, 1, 1, 3));
-    EXPECT_EQ(tuple(v->state, v->modelMatrix[3], v->name[0]), tuple(0x07F08027u, 5.0f, '\0')) << "active, unnamed";
+    EXPECT_EQ(tuple(v->state, v->modelMatrix[3], v->name[0], v->vertices[1].position[0]), tuple(0x07F08027u, 5.0f, '\0', 1.0f))
+        << "active, unnamed";
     EXPECT_TRUE(v->sortEntries && v->boundingBox);
     // The default material is copied whole: colour 0x7FFF is red 0, green 127, blue 255.
-    EXPECT_EQ(std::vector<float>(v->defaultMaterial.color[0], v->defaultMaterial.color[0] + 4),
-              (std::vector<float>{0, 127, 255, 255}));
+    const float *c = v->defaultMaterial.color[0];
+    EXPECT_EQ(tuple(c[0], c[1], c[2], c[3]), tuple(0.0f, 127.0f, 255.0f, 255.0f));
     EXPECT_TRUE(v->polygons[0].material == &v->defaultMaterial && v->polygons[0].backMaterial == &v->defaultMaterial);
-    EXPECT_EQ(Corners(v, 0), (std::vector<int>{2, 1, 0}));
-    EXPECT_EQ(v->vertices[1].position[0], 1.0f);
     DeleteMesh(v);
-    leaks.Check();
-}
-
-TEST(Mesh, ValidateKeepsOrDeletesTheMesh) {
-    LeakCheck leaks;
-    // One-block mesh with an unset (degenerate) triangle: null, mesh alive;
-    // once the triangle is set the same record is validated in place.
-    E3DMesh *m = CreateMesh(3, 2, 0);
+    // A one-block mesh with an unset (degenerate) triangle is refused and
+    // kept; once it is set the same record is validated in place.
+    m = CreateMesh(3, 2, 0);
     SetMeshTriPolygon(m, 0, 0, 1, 2, 0, 0);
     EXPECT_EQ(ValidateMesh(m), nullptr);
     EXPECT_EQ(m->meshKind, 0);
@@ -183,27 +163,26 @@ TEST(Mesh, ValidateKeepsOrDeletesTheMesh) {
     EXPECT_EQ(ValidateMesh(m), m);
     EXPECT_EQ(m->meshKind, 1);
     DeleteMesh(m);
-    // Grown mesh without triangles: deleted (the leak check proves it).
-    E3DMesh *g = CreateMesh(0, 0, 0);
-    AddMeshVertex(g, 0, 0, 0);
-    EXPECT_EQ(ValidateMesh(g), nullptr);
-    // Grown mesh whose added triangle was refused: the old mesh stays.
-    E3DMesh *bad = e3dtest::MakeGrownStrip(1);
-    EXPECT_EQ(AddMeshTriPolygon(bad, 0, 0, 1, 0, 0), 0);
-    EXPECT_EQ(ValidateMesh(bad), nullptr);
-    EXPECT_EQ(bad->vertexCount, 3);
-    DeleteMesh(bad);
-    // Normals computed on a grown mesh go with the old record.
-    E3DMesh *n = e3dtest::MakeGrownStrip(3);
-    CalcMeshVerticesNormal(n);
-    DeleteMesh(ValidateMesh(n));
+    // A grown mesh without triangles is deleted; one whose added triangle
+    // was refused stays; normals computed on a grown mesh go with it.
+    m = CreateMesh(0, 0, 0);
+    AddMeshVertex(m, 0, 0, 0);
+    EXPECT_EQ(ValidateMesh(m), nullptr);
+    m = e3dtest::MakeGrownStrip(1);
+    AddMeshTriPolygon(m, 0, 0, 1, 0, 0);
+    EXPECT_EQ(ValidateMesh(m), nullptr);
+    EXPECT_EQ(m->vertexCount, 3);
+    DeleteMesh(m);
+    m = e3dtest::MakeGrownStrip(3);
+    CalcMeshVerticesNormal(m);
+    DeleteMesh(ValidateMesh(m));
     leaks.Check();
 }
 
 // Hosts should validate first; if they do not, nothing may keep pointing at
 // the freed record, nor at its default material.
 TEST(Mesh, ValidationLeavesTreesAndRedirectsTheOldMaterial) {
-    LeakCheck leaks;
+    e3dtest::LeakCheck leaks;
     E3DMesh *parent = e3dtest::MakeStrip(4), *child = e3dtest::MakeStrip(3), *grown = e3dtest::MakeGrownStrip(2);
     AttachChildToNode(&parent->node, &grown->node);
     AttachChildToNode(&grown->node, &child->node);
@@ -211,36 +190,15 @@ TEST(Mesh, ValidationLeavesTreesAndRedirectsTheOldMaterial) {
     grown->polygons[0].backMaterial = &other;  // front still the default
     grown->polygons[1].material = &other;      // back still the default
     E3DMesh *v = ValidateMesh(grown);
-    ASSERT_NE(v, nullptr);
     EXPECT_EQ(tuple(parent->node.childCount, parent->treePolygonCount, child->node.parent, child->treePolygonCount),
               tuple(0, 4, nullptr, 3));
     EXPECT_EQ(tuple(v->node.parent, v->node.childCount, v->treePolygonCount), tuple(nullptr, 0, 2));
-    EXPECT_EQ(v->polygons[0].backMaterial, &v->defaultMaterial);
-    EXPECT_EQ(v->polygons[1].material, &other);
-    // The front test failed, so the rule leaves the back pointer alone; but
-    // it named the old record's material, which validation frees.
-    EXPECT_EQ(v->polygons[1].backMaterial, &v->defaultMaterial);
+    // The front test failed for polygon 1, so the rule leaves its back alone;
+    // but that named the old record's material, which validation frees.
+    EXPECT_EQ(tuple(v->polygons[0].backMaterial, v->polygons[1].material, v->polygons[1].backMaterial),
+              tuple(&v->defaultMaterial, &other, &v->defaultMaterial));
     DeleteMesh(v);
     DeleteMesh(child);
     DeleteMesh(parent);
-    leaks.Check();
-}
-
-TEST(Mesh, SkeletonSlotsAndNames) {
-    LeakCheck leaks;
-    E3DMesh *m = CreateMesh(5, 1, 0);
-    auto *skeleton = reinterpret_cast<E3DSkeleton *>(m);  // any non-null tag
-    EXPECT_EQ(AssignSkeletonToMesh(m, skeleton), 1);
-    EXPECT_EQ(m->skeleton, skeleton);
-    for (int i = 0; i < 20; ++i) EXPECT_EQ(m->skinWeights[i], 0u);
-    EXPECT_EQ(AssignVertexInfluence(m, 0, 0, 1.0f), 1);
-    EXPECT_EQ(CheckWeightedVertices(m), 1);
-    RemoveSkeletonFromMesh(m);
-    EXPECT_TRUE(m->skinWeights == nullptr && m->skeleton == nullptr);
-    const char *longName = "a name of forty characters, far too long";
-    EXPECT_EQ(SetMeshName(m, longName), m->name + 31);
-    EXPECT_EQ(std::strncmp(m->name, longName, 31), 0);
-    EXPECT_EQ(m->viewport, nullptr) << "the field behind the name is untouched";
-    DeleteMesh(m);
     leaks.Check();
 }
