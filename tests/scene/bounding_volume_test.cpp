@@ -12,26 +12,31 @@
 
 using std::tuple;
 
-TEST(BoundingBox, CornersInVertexOrderAndWireState) {
-    E3DMesh *m = CreateMesh(3, 1, 0);
-    SetMeshVertex(m, 0, 1, -2, 3);
-    SetMeshVertex(m, 1, -4, 5, -0.0f);
-    SetMeshVertex(m, 2, 0, 0, 9);
-    E3DMesh *box = CreateAABB(m);
+// Corners in vertex order; the cube's faces as quads, face f in group f;
+// white wire, no shading, back faces culled. No vertices: all corners at 0.
+TEST(BoundingBox, CornersFacesAndWireState) {
+    E3DMesh *m = CreateMesh(3, 1, 0), *empty = CreateMesh(0, 0, 0);
+    const float at[3][3] = {{1, -2, 3}, {-4, 5, -0.0f}, {0, 0, 9}};
+    for (int i = 0; i < 3; ++i) SetMeshVertex(m, i, at[i][0], at[i][1], at[i][2]);
+    E3DMesh *box = CreateAABB(m), *none = CreateAABB(empty);
     const float expected[8][3] = {{-4, 5, -0.0f}, {1, 5, -0.0f}, {1, -2, -0.0f}, {-4, -2, -0.0f},
                                   {-4, 5, 9},     {1, 5, 9},     {1, -2, 9},     {-4, -2, 9}};
     for (int i = 0; i < 24; ++i) EXPECT_EQ(box->vertices[i / 3].position[i % 3], expected[i / 3][i % 3]) << i;
+    for (int i = 0; i < 24; ++i) EXPECT_EQ(none->vertices[i / 3].position[i % 3], 0.0f) << i;
+    const int faces[6][4] = {{0, 1, 2, 3}, {1, 5, 6, 2}, {5, 4, 7, 6}, {4, 0, 3, 7}, {4, 5, 1, 0}, {3, 2, 6, 7}};
+    for (int f = 0; f < 6; ++f) {
+        const int *p = box->polygons[2 * f].vertex, *q = box->polygons[2 * f + 1].vertex, *v = faces[f];
+        EXPECT_EQ(tuple(p[0], p[1], p[2], q[1], q[2], box->polygons[2 * f + 1].flags >> 12 & 31u),
+                  tuple(v[3], v[1], v[0], v[2], v[1], uint32_t(f))) << f;
+    }
     EXPECT_EQ(tuple(box->state, box->defaultMaterial.mode & 0x700007u), tuple(0x00300021u, 0x300001u));
     const float *c = box->defaultMaterial.color[0];
     EXPECT_EQ(tuple(c[0], c[1], c[2], c[3]), tuple(255.0f, 255.0f, 255.0f, 0.0f));
-    // The cube's faces in order, face f in group f; polygon 9 is the second
-    // triangle of face 4 5 1 0 (stored reversed).
-    for (int f = 0; f < 6; ++f) EXPECT_EQ(box->polygons[2 * f + 1].flags >> 12 & 31u, uint32_t(f));
-    EXPECT_EQ(tuple(box->polygons[9].vertex[0], box->polygons[9].vertex[1], box->polygons[9].vertex[2]), tuple(0, 1, 5));
-    DeleteMesh(box);
-    DeleteMesh(m);
+    for (E3DMesh *x : {m, empty, box, none}) DeleteMesh(x);
 }
 
+// The centre is the mean, the radius the distance of the farthest point
+// (through the table square root, about ten bits); one point gives radius 0.
 TEST(BoundingSphere, FitMatchesAMeanAndFarthestPointModel) {
     InitEngine3D();
     std::mt19937 rng(11);
@@ -44,47 +49,34 @@ TEST(BoundingSphere, FitMatchesAMeanAndFarthestPointModel) {
         for (float &x : p) x = coord(rng);
         ComputeBVSphere(s, p.data(), n);
         double c[3] = {0, 0, 0}, far2 = 0;
+        for (int i = 0; i < 3 * n; ++i) c[i % 3] += p[size_t(i)] / n;
         for (int i = 0; i < n; ++i)
-            for (int a = 0; a < 3; ++a) c[a] += p[size_t(3 * i + a)] / n;
-        for (int i = 0; i < n; ++i) {
-            double d2 = 0;
-            for (int a = 0; a < 3; ++a) d2 += (p[size_t(3 * i + a)] - c[a]) * (p[size_t(3 * i + a)] - c[a]);
-            far2 = std::max(far2, d2);
-        }
+            far2 = std::max(far2, std::pow(p[3 * i] - c[0], 2) + std::pow(p[3 * i + 1] - c[1], 2) + std::pow(p[3 * i + 2] - c[2], 2));
         for (int a = 0; a < 3; ++a) ASSERT_NEAR(s->center[a], c[a], 1e-3);
-        // The table square root keeps about ten bits.
-        ASSERT_NEAR(s->radius, std::sqrt(far2), std::sqrt(far2) * 2e-3 + 1e-3) << "round " << round;
+        ASSERT_NEAR(s->radius, n == 1 ? 0.0 : std::sqrt(far2), std::sqrt(far2) * 2e-3 + 1e-3) << "round " << round;
     }
-    // One point: radius 0 (the square root is not taken); no point: nothing changes.
-    const float one[3] = {3, 4, 5};
-    ComputeBVSphere(s, one, 1);
-    EXPECT_TRUE(s->radius == 0.0f && s->center[2] == 5.0f);
-    ComputeBVSphere(s, one + 1, 0);
-    EXPECT_EQ(s->center[0], 3.0f);
+    const float x = s->center[0];
+    ComputeBVSphere(s, s->center, 0);  // no points: nothing changes
+    EXPECT_EQ(s->center[0], x);
     DeleteBVSphere(s);
     ReleaseEngine3D();
 }
 
+// Apart, the merged sphere encloses both; one inside the other (touching
+// counts), the first is left as it is, deliberately.
 TEST(BoundingSphere, MergeEnclosesBothOrLeavesTheFirst) {
     InitEngine3D();
-    struct Case {
-        float c1, r1, c2[3], r2, x, z, radius;
-    } cases[] = {
-        {0, 1, {4, 0, 0}, 1, 2, 0, 3},       // apart: the centre moves halfway
-        {0, 1, {10, 0, 0}, 3, 6, 0, 7},      // unequal: -1 .. 13
-        {3, 1, {3, 0, 4}, 2, 3, 2.5f, 3.5f}, // apart along z: -1 .. 6
-        {0, 1, {0, 0, 0}, 10, 0, 0, 1},      // the second encloses the first: left as it is, deliberately
-        {0, 5, {1, 0, 0}, 1, 0, 0, 5},       // the second inside the first
-        {0, 2, {0, 1, 0}, 1, 0, 0, 2},       // touching from inside counts as inside
-    };
-    for (const Case &k : cases) {
+    const float cases[][9] = {
+        {0, 1, 4, 0, 0, 1, 2, 0, 3}, {0, 1, 10, 0, 0, 3, 6, 0, 7}, {3, 1, 3, 0, 4, 2, 3, 2.5f, 3.5f},
+        {0, 1, 0, 0, 0, 10, 0, 0, 1}, {0, 5, 1, 0, 0, 1, 0, 0, 5}, {0, 2, 0, 1, 0, 1, 0, 0, 2}};  // x1 r1 c2 r2 x z r
+    for (const auto &k : cases) {
         E3DBVSphere s{};
-        s.center[0] = k.c1, s.radius = k.r1;
-        MergeBVSphere(&s, k.c2, k.r2);
-        EXPECT_NEAR(s.center[0], k.x, 1e-2f) << k.c2[0] << " " << k.r2;
+        s.center[0] = k[0], s.radius = k[1];
+        MergeBVSphere(&s, k + 2, k[5]);
+        EXPECT_NEAR(s.center[0], k[6], 1e-2f) << k[2] << " " << k[5];
         EXPECT_EQ(s.center[1], 0.0f);
-        EXPECT_NEAR(s.center[2], k.z, 1e-2f);
-        EXPECT_NEAR(s.radius, k.radius, 1e-2f);
+        EXPECT_NEAR(s.center[2], k[7], 1e-2f);
+        EXPECT_NEAR(s.radius, k[8], 1e-2f);
     }
     MergeBVSpheres();
     ReleaseEngine3D();
@@ -115,22 +107,5 @@ TEST(Texture, CheckerMatchesThePatternOnRandomSizes) {
     EXPECT_EQ(CreateCheckerTexture(4, -4, 2, 1, 2), nullptr);
     EXPECT_EQ(CreateCheckerTexture(0x10000, 0x10000, 2, 1, 2), nullptr) << "8 GB of pixels";
     DeleteTexture(nullptr);
-    leaks.Check();
-}
-
-TEST(Texture, CopiedFromPixelsRowsArePacked) {
-    e3dtest::LeakCheck leaks;
-    std::vector<uint16_t> host(7 * 3);
-    for (size_t i = 0; i < host.size(); ++i) host[i] = uint16_t(i);
-    E3DTexture *t = CreateTextureFromPixels(host.data(), 5, 3, 14);
-    ASSERT_NE(t, nullptr);
-    EXPECT_TRUE(t->pitch == 10 && t->width == 5 && t->width2 == 5 && t->height == 3 && t->height2 == 3);
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 5; ++x) EXPECT_EQ(t->pixels[y * 5 + x], host[size_t(y * 7 + x)]) << x << "," << y;
-    const int64_t bytes = e3dtest::MemoryStats().liveBytes;
-    DeleteTexture(t);
-    EXPECT_EQ(bytes - e3dtest::MemoryStats().liveBytes, int64_t(sizeof(E3DTexture)) + 2 * 5 * 3);
-    const int refused[][3] = {{0, 3, 14}, {5, 0, 14}, {32769, 1, 65538}, {1, 32769, 2}, {5, 3, 9}};
-    for (const auto &k : refused) EXPECT_EQ(CreateTextureFromPixels(host.data(), k[0], k[1], k[2]), nullptr) << k[0];
     leaks.Check();
 }

@@ -63,8 +63,8 @@ TEST(DisplayState, TreeWalksMatchTheRulesOnRandomTrees) {
             if (m->meshKind == 1 && rng() % 3 == 0) m->meshKind = 2 + int32_t(rng() % 2);  // deformed, billboard
             m->node.type = types[rng() % 4];
         }
-        std::vector<E3DCamera> before(cameras.size());
-        for (size_t i = 0; i < cameras.size(); ++i) std::memcpy(&before[i], cameras[i], sizeof(E3DCamera));
+        std::vector<E3DCamera> before;
+        for (E3DCamera *c : cameras) before.push_back(*c);
         for (int op = 0; op < 60; ++op) {
             E3DNode *top = nodes[rng() % nodes.size()];
             const uint32_t pick = rng() % 3;
@@ -93,8 +93,7 @@ TEST(DisplayState, TreeWalksMatchTheRulesOnRandomTrees) {
                     << "round " << round << " op " << op << " setter " << which << " mode " << mode << " mesh " << i;
             }
         }
-        for (size_t i = 0; i < cameras.size(); ++i)
-            EXPECT_EQ(std::memcmp(&before[i], cameras[i], sizeof(E3DCamera)), 0) << "cameras are passed through";
+        for (size_t i = 0; i < cameras.size(); ++i) EXPECT_EQ(std::memcmp(&before[i], cameras[i], sizeof(E3DCamera)), 0);
         for (E3DMesh *m : meshes) {
             m->node.type = E3D_NODE_MESH;  // deletion frees type-1 descendants only
             if (m->meshKind > 1) m->meshKind = 1;
@@ -116,10 +115,6 @@ TEST(DisplayState, Accessors) {
     EXPECT_EQ(tuple(GetMeshFaceSmoothG(m, 1), GetMeshFaceSmoothG(m, -1), GetMeshFaceSmoothG(m, 2)), tuple(9, 0, 0));
     m->billboardMode = 0xFFFFFF00u;
     EXPECT_EQ(SetMeshBillboardMode(m, 0x25)->billboardMode, 0xFFFFFF05u);
-    EXPECT_EQ(GetMeshLightList(m), nullptr);
-    m->lights[0] = reinterpret_cast<E3DLight *>(other);
-    EXPECT_EQ(GetMeshLightList(m), m->lights);
-    m->lights[0] = nullptr;
     SetMeshModelPosition(m, 1, 2, 3);
     SetMeshModelOrientation(m, 0, 90, 0);  // takes x to -z and keeps the position
     const float *p = GetMeshModelPosition(m);
@@ -128,11 +123,6 @@ TEST(DisplayState, Accessors) {
     EXPECT_EQ(p[0], 7.0f);
     EXPECT_EQ(GetMeshPivot(SetMeshPivot(m, 4, 5, 6)), m->pivot);
     EXPECT_EQ(tuple(m->pivot[0], m->pivot[1], m->pivot[2]), tuple(4.0f, 5.0f, 6.0f));
-    EXPECT_EQ(SetMeshTvObject(m, 77), 77u);
-    EXPECT_EQ(GetMeshTvObject(m), 77u);
-    E3DViewport *v = reinterpret_cast<E3DViewport *>(other);
-    EXPECT_EQ(SetMeshViewport(m, v), v);
-    EXPECT_EQ(GetMeshViewport(m), v);
     DeleteMesh(m);
     DeleteMesh(other);
 }

@@ -1,12 +1,11 @@
-// Shared by the scene tests: random record bytes and their comparison, random
-// colour levels, and fresh frames of a stage.
+// Shared by the scene tests: random records, their comparison, random colour
+// levels and fresh frames of a stage.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <random>
 #include <vector>
 
