@@ -1,7 +1,8 @@
-// Materials: copies and names, the field setters against their rules on
-// random records, the texture layer blocks, and the face materials of meshes.
+// Materials: the field setters against their rules on random records, the
+// texture layer blocks, and the face materials of meshes.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstring>
 #include <random>
 #include <string>
@@ -17,72 +18,34 @@ using e3dtest::RandomLevel;
 using e3dtest::SameBytes;
 using std::tuple;
 
-// A copy is the whole template, old name included; the template is renamed.
-TEST(Material, CreateCopiesTheTemplate) {
-    E3DMaterial tpl{};
-    SetMaterialName(&tpl, "old");
-    const E3DMaterial before = tpl;
-    E3DMaterial *copy = CreateMaterial(&tpl);
-    EXPECT_TRUE(SameBytes(*copy, before));
-    EXPECT_EQ(std::strncmp(tpl.tail.named.name, "Material", 8), 0);
-    EXPECT_EQ(SetMaterialName(&tpl, "a material name that is much too long"), tpl.tail.named.name + 29);
-    DeleteMaterial(copy);
-}
-
-// Random slots and values: exactly the slot's four floats change, at byte
-// offset 4 + 16 * (storage index); slot 2 is stored behind slot 3.
-TEST(Material, ColourSlotsClampIntoTheirStoredOrder) {
-    E3DMaterial m{};
-    EXPECT_EQ(GetMaterialColor(&m, 4), reinterpret_cast<float *>(&m));
-    std::mt19937 rng(3);
+// Every setter of a material's fields on random records against its rule:
+// nothing else of the record may change. Colour slot 2 is stored behind slot
+// 3; a layer takes the power-of-two path only when both sides are powers of
+// two (the top bit included), else its shift is half the pitch.
+TEST(Material, SettersFollowTheirRulesOnRandomRecords) {
+    auto onePower = [](uint32_t v) { return std::has_single_bit(v) ? std::countr_zero(v) : -1; };
     const size_t storage[4] = {0, 1, 3, 2};
-    for (int i = 0; i < 3000; ++i) {
-        E3DMaterial got = Noise<E3DMaterial>(rng);
-        const uint32_t slot = rng() % 6;
-        const float in[3] = {RandomLevel(rng), RandomLevel(rng), RandomLevel(rng)};
-        E3DMaterial want = got;
-        if (slot < 4) {
-            float out[4] = {0, 0, 0, 255.0f};
-            for (int k = 0; k < 3; ++k) out[k] = in[k] < 0.0f ? 0.0f : in[k] > 255.0f ? 255.0f : in[k];
-            std::memcpy(reinterpret_cast<unsigned char *>(&want) + 4 + 16 * storage[slot], out, sizeof out);
-        }
-        SetMaterialColor(&got, slot, in[0], in[1], in[2]);
-        ASSERT_TRUE(SameBytes(got, want)) << "slot " << slot;
-        if (slot < 4) {
-            ASSERT_EQ(GetMaterialColor(&got, slot), got.color[storage[slot]]);
-        }
-    }
-}
-
-// Every scalar setter on random records against its rule; nothing else of
-// the record may change. The getters read their fields.
-TEST(Material, ScalarSettersFollowTheirRules) {
-    E3DMaterial m{};
-    m.mode = 0x00700063;
-    m.alphaMode = 2;
-    m.shininess = 12.0f;
-    EXPECT_EQ(tuple(GetMaterialRenderMode(&m), GetMaterialCullMode(&m), GetMaterialShadeMode(&m), GetMaterialAlphaMode(&m),
-                    GetMaterialShininess(&m)),
-              tuple(0x700040u, 0x20u, 3u, 2u, 12.0f));
+    const int32_t sides[] = {1, 2, 64, 1024, INT32_MIN, 0, 3, 48, -64, 0x40000001};
     std::mt19937 rng(5);
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 40000; ++i) {
         E3DMaterial got = Noise<E3DMaterial>(rng);
         E3DMaterial want = got;
-        const uint32_t u = rng() % 4 ? rng() : rng() % 8;
+        const uint32_t u = rng() % 4 ? rng() : rng() % 8, slot = rng() % 6;
         const int32_t level = int32_t(rng()) >> (rng() % 32);
-        const float f = RandomLevel(rng);
+        const float f = RandomLevel(rng), in[3] = {RandomLevel(rng), RandomLevel(rng), RandomLevel(rng)};
+        E3DTexture t{};
+        t.pixels = reinterpret_cast<uint16_t *>(uintptr_t(rng()) & ~uintptr_t(1));
+        t.width = rng() % 2 ? sides[rng() % 10] : int32_t(rng());
+        t.height = rng() % 2 ? sides[rng() % 10] : int32_t(1u << rng() % 32);
+        t.pitch = int32_t(rng()) >> (rng() % 32);
         auto field = [&](uint32_t mask) {
             if (u & mask) want.mode = (want.mode & ~mask) | (u & mask);
         };
         auto specular = [&](float &value) {
-            if (f == 0.0f) {
-                want.mode &= ~0x80000u;
-            } else {
-                value = f;
-                want.mode |= 0x80000u;
-            }
+            want.mode = f == 0.0f ? want.mode & ~0x80000u : want.mode | 0x80000u;
+            if (f != 0.0f) value = f;
         };
-        const int which = int(rng() % 8);
+        const int which = int(rng() % 11);
         switch (which) {
             case 0: SetMaterialRenderMode(&got, u), field(0x700000u); break;
             case 1: SetMaterialShadeMode(&got, u), field(7u); break;
@@ -94,56 +57,38 @@ TEST(Material, ScalarSettersFollowTheirRules) {
                 break;
             case 5: SetMaterialShininess(&got, f), specular(want.shininess); break;
             case 6: SetMaterialSpecularLevel(&got, f), specular(want.specularLevel); break;
-            default:
+            case 7:
                 SetMaterialColorOp(&got, uint16_t(u), int32_t(level));
                 want.tail.named.colorOp = uint16_t(u);
                 want.mode = level ? want.mode | 0x100u : want.mode & ~0x100u;
                 break;
+            case 8:
+                SetMaterialColor(&got, slot, in[0], in[1], in[2]);
+                if (slot < 4) {
+                    float out[4] = {0, 0, 0, 255.0f};
+                    for (int k = 0; k < 3; ++k) out[k] = in[k] < 0.0f ? 0.0f : in[k] > 255.0f ? 255.0f : in[k];
+                    std::memcpy(want.color[storage[slot]], out, sizeof out);
+                    ASSERT_EQ(GetMaterialColor(&got, slot), got.color[storage[slot]]);
+                }
+                break;
+            default: {
+                const bool none = which == 9;
+                ASSERT_EQ(SetMaterialTexture(&got, slot, none ? nullptr : &t, u), slot < 4 ? 1 : 0);
+                if (slot > 3) break;
+                const int w = onePower(uint32_t(t.width)), h = onePower(uint32_t(t.height));
+                const bool pow2 = !none && w >= 0 && h >= 0;
+                E3DTextureLayer fill;  // layer 3 overlaps colorOp and the name: only its fields change
+                std::memcpy(&fill, GetMaterialTexture(&want, slot), sizeof fill);
+                fill.mode = none ? 0 : pow2 ? u | 0x40000000u : u;
+                fill.pixels = none ? nullptr : t.pixels, fill.texture = none ? nullptr : &t;
+                fill.width = none ? 0 : t.width, fill.height = none ? 0 : t.height;
+                fill.shift = none ? 0 : pow2 ? w : t.pitch / 2;
+                std::memcpy(GetMaterialTexture(&want, slot), &fill, sizeof fill);
+                want.mode = none ? want.mode & ~(0x800000u << slot) : want.mode | 0x800000u << slot;
+                break;
+            }
         }
         ASSERT_TRUE(SameBytes(got, want)) << "setter " << which << " value " << u << " " << level << " " << f;
-    }
-}
-
-// The layer fill against a model of its rule, on hand-made texture records
-// whose sides cover powers of two (the top bit included), zero, negatives
-// and odd sizes.
-TEST(Material, LayerFillFollowsThePowerOfTwoRule) {
-    auto onePower = [](uint32_t v) {
-        int bits = 0, at = -1;
-        for (int b = 0; b < 32; ++b)
-            if (v >> b & 1u) ++bits, at = b;
-        return bits == 1 ? at : -1;
-    };
-    std::mt19937 rng(9);
-    const int32_t sides[] = {1, 2, 64, 1024, INT32_MIN, 0, 3, 48, -64, 0x40000001};
-    for (int i = 0; i < 20000; ++i) {
-        E3DTexture t{};
-        t.pixels = reinterpret_cast<uint16_t *>(uintptr_t(rng()) & ~uintptr_t(1));
-        t.width = rng() % 2 ? sides[rng() % 10] : int32_t(rng());
-        t.height = rng() % 2 ? sides[rng() % 10] : int32_t(1u << rng() % 32);
-        t.pitch = int32_t(rng()) >> (rng() % 32);
-        const bool none = rng() % 5 == 0;
-        const uint32_t layer = rng() % 6, bits = rng();
-        E3DMaterial got = Noise<E3DMaterial>(rng);
-        E3DMaterial want = got;
-        if (layer < 4) {
-            E3DTextureLayer block;
-            std::memcpy(&block, GetMaterialTexture(&want, layer), sizeof block);
-            if (none) {
-                block.mode = 0, block.pixels = nullptr, block.width = block.height = block.shift = 0;
-                block.texture = nullptr;
-                want.mode &= ~(0x800000u << layer);
-            } else {
-                const int w = onePower(uint32_t(t.width)), h = onePower(uint32_t(t.height));
-                block.pixels = t.pixels, block.width = t.width, block.height = t.height, block.texture = &t;
-                block.shift = (w >= 0 && h >= 0) ? w : t.pitch / 2;
-                block.mode = (w >= 0 && h >= 0) ? bits | 0x40000000u : bits;
-                want.mode |= 0x800000u << layer;
-            }
-            std::memcpy(GetMaterialTexture(&want, layer), &block, sizeof block);
-        }
-        ASSERT_EQ(SetMaterialTexture(&got, layer, none ? nullptr : &t, bits), layer < 4 ? 1 : 0);
-        ASSERT_TRUE(SameBytes(got, want)) << "layer " << layer << " sides " << t.width << " x " << t.height;
     }
 }
 
@@ -177,6 +122,8 @@ TEST(Material, TextureModesAndRemoval) {
     // SetTexture fills a mesh's default material directly (the pitch rule
     // even for power-of-two sides) and leaves only that layer present.
     E3DMesh *mesh = CreateMesh(3, 1, 0);
+    E3DMaterial *d = &mesh->defaultMaterial;
+    EXPECT_EQ(tuple(GetMaterialRenderMode(d), GetMaterialCullMode(d), GetMaterialShadeMode(d)), tuple(0x700040u, 0x20u, 3u));
     t0.pitch = 40;
     mesh->defaultMaterial.mode = 0x04700063u;
     E3DTextureLayer *block = SetTexture(mesh, &t0, 5);
