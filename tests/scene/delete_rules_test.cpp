@@ -34,73 +34,56 @@ protected:
 
 }  // namespace
 
-TEST_F(DeleteRules, ChildrenOfADeletedCameraOrLightBecomeRoots) {
-    E3DCamera *camera = e3dtest::MakeCamera();
+// The children of a deleted camera or light become roots; the viewport, the
+// scene and the fillers forget a deleted camera; a mesh's list forgets a light.
+TEST_F(DeleteRules, ADeletedCameraOrLightLeavesNodesViewportsAndLists) {
+    E3DCamera *camera = e3dtest::MakeCamera(0, 0, 0, 0, 0, 1);
     E3DLight *light = e3dtest::MakeOmni();
     E3DMesh *a = MakeQuadAt(-3, 0xFF0000), *b = MakeQuadAt(0, 0x00FF00), *c = MakeQuadAt(3, 0x0000FF);
     AttachChildToNode(&camera->node, &a->node);
     AttachChildToNode(&camera->targetNode, &b->node);
     AttachChildToNode(&light->node, &c->node);
     AssignMeshToScene(s.scene, a, 0);
-    DeleteCamera(camera);
+    AssignLightToMesh(light, &a->node);
+    // A scene without a camera takes the viewport's, and deletes it with itself.
+    SetViewportCamera(s.viewport, camera);
+    E3DScene *other = CreateScene();
+    SetSceneViewport(other, s.viewport);
+    ASSERT_EQ(GetActiveSceneCamera(other), camera);
+    DeleteScene(other);
     DeleteLight(light);
-    EXPECT_EQ(tuple(a->node.parent, b->node.parent, c->node.parent), tuple(nullptr, nullptr, nullptr));
+    EXPECT_EQ(tuple(a->node.parent, b->node.parent, c->node.parent, a->lights[0]), tuple(nullptr, nullptr, nullptr, nullptr));
+    SetMeshViewport(b, s.viewport);
+    EXPECT_EQ(tuple(GetViewportCamera(s.viewport), DrawMesh(b), s.Written()), tuple(nullptr, 0, 0));
     AssignMeshToScene(s.scene, c, 0);
     Frame(s);
+    ASSERT_EQ(e3d::CurrentCamera(), s.camera);
+    DeleteCamera(s.camera);
+    EXPECT_EQ(tuple(e3d::CurrentCamera(), GetActiveSceneCamera(s.scene)), tuple(nullptr, nullptr));
     DeleteMesh(b);
     DeleteMesh(c);  // once wrote into the light's freed child array
 }
 
-TEST_F(DeleteRules, ADeletedCameraLeavesViewportsAndFillers) {
-    E3DCamera *own = e3dtest::MakeCamera(0, 0, 0, 0, 0, 1);
-    SetViewportCamera(s.viewport, own);
-    // A scene without a camera takes the viewport's, and deletes it with itself.
-    E3DScene *other = CreateScene();
-    SetSceneViewport(other, s.viewport);
-    ASSERT_EQ(GetActiveSceneCamera(other), own);
-    DeleteScene(other);
-    E3DMesh *m = MakeQuadAt(0, 0xFFFFFF);
-    SetMeshViewport(m, s.viewport);
-    EXPECT_EQ(tuple(GetViewportCamera(s.viewport), DrawMesh(m), s.Written()), tuple(nullptr, 0, 0));
-    AssignMeshToScene(s.scene, m, 0);
-    DrawScene(s.scene);
-    ASSERT_EQ(e3d::CurrentCamera(), s.camera);
-    DeleteCamera(s.camera);
-    EXPECT_EQ(tuple(e3d::CurrentCamera(), GetActiveSceneCamera(s.scene)), tuple(nullptr, nullptr));
-}
-
-TEST_F(DeleteRules, ADeletedLightOrSkeletonLeavesEveryList) {
-    E3DMesh *parent = MakeQuadAt(-3, 0x808080), *child = MakeQuadAt(3, 0x808080);
-    AttachChildToNode(&parent->node, &child->node);
-    AssignMeshToScene(s.scene, parent, 0);
-    const std::vector<uint16_t> plain = Frame(s);
-    E3DLight *light = e3dtest::MakeOmni();
-    AssignLightToMesh(light, &child->node);
-    ASSERT_EQ(tuple(child->lights[0], s.scene->lights.count), tuple(light, 0)) << "the child is in no scene's list";
-    DeleteLight(light);
-    EXPECT_EQ(child->lights[0], nullptr);
-    E3DSkeleton *k = CreateSkeleton();
-    ASSERT_EQ(AttachBoneToSkeleton(k, nullptr, SetBoneRoot(CreateBone()), "hip"), 1);
-    ASSERT_EQ(AssignSkeletonToMesh(parent, k), 1);
-    ASSERT_EQ(parent->meshKind, 2);
-    E3DScene *other = CreateScene();
-    AssignSkeletonToScene(s.scene, k);
-    AssignSkeletonToScene(other, k);
-    AddListElement(&other->skeletons, k);
-    DeleteSkeleton(k);
-    EXPECT_EQ(tuple(s.scene->skeletons.count, other->skeletons.count), tuple(0, 0)) << "every scene, every entry";
-    EXPECT_EQ(tuple(parent->skeleton, parent->skinWeights, parent->meshKind), tuple(nullptr, nullptr, 1));
-    EXPECT_EQ(Frame(s), plain);
-    DeleteScene(other);
-}
-
-TEST_F(DeleteRules, ADeletedTextureEmptiesEveryLayerShowingIt) {
+// Every scene (every entry) and mesh forgets a deleted skeleton; every layer
+// showing a deleted texture is emptied, only the present bits change.
+TEST_F(DeleteRules, ADeletedSkeletonOrTextureLeavesEveryHolder) {
     E3DMesh *a = MakeQuadAt(-3, 0xFFFFFF), *b = MakeQuadAt(3, 0xFFFFFF);
     AssignMeshToScene(s.scene, a, 0);
     AssignMeshToScene(s.scene, b, 0);
     E3DMaterial *material = CreateMaterial(&a->defaultMaterial);
     AssignMaterialToScene(s.scene, material);
     const std::vector<uint16_t> plain = Frame(s);
+    E3DSkeleton *k = CreateSkeleton();
+    ASSERT_EQ(AttachBoneToSkeleton(k, nullptr, SetBoneRoot(CreateBone()), "hip"), 1);
+    ASSERT_EQ(AssignSkeletonToMesh(a, k), 1);
+    E3DScene *other = CreateScene();
+    AssignSkeletonToScene(s.scene, k);
+    AssignSkeletonToScene(other, k);
+    AddListElement(&other->skeletons, k);
+    DeleteSkeleton(k);
+    EXPECT_EQ(tuple(s.scene->skeletons.count, other->skeletons.count), tuple(0, 0));
+    EXPECT_EQ(tuple(a->skeleton, a->skinWeights, a->meshKind), tuple(nullptr, nullptr, 1));
+    DeleteScene(other);
     E3DTexture *t = CreateCheckerTexture(16, 16, 2, 0x7C00, 0x001F);
     SetMaterialTexture(material, 0, t, 0);
     SetMaterialTexture(material, 2, t, 0);
@@ -110,10 +93,9 @@ TEST_F(DeleteRules, ADeletedTextureEmptiesEveryLayerShowingIt) {
     DeleteTexture(t);
     for (const E3DMaterial *m : {material, &b->defaultMaterial})
         for (const E3DTextureLayer &l : m->layers) EXPECT_TRUE(l.texture == nullptr && l.pixels == nullptr);
-    EXPECT_EQ(tuple(material->mode, b->defaultMaterial.mode), tuple(materialMode & ~0x7800000u, defaultMode & ~0x7800000u))
-        << "only the present bits change";
+    EXPECT_EQ(tuple(material->mode, b->defaultMaterial.mode), tuple(materialMode & ~0x7800000u, defaultMode & ~0x7800000u));
     SetFaceMaterial(a, 0, &a->defaultMaterial, 1, 2);
-    EXPECT_EQ(Frame(s), plain) << "both meshes draw untextured again";
+    EXPECT_EQ(Frame(s), plain) << "both meshes draw plain again";
 }
 
 TEST_F(DeleteRules, ADeletedMaterialFallsBackEverywhere) {
