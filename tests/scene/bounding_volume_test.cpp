@@ -1,14 +1,5 @@
 // Bounding boxes and spheres, and textures made by the engine.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <random>
-#include <tuple>
-#include <vector>
-
-#include "engine3d.h"
-#include "support/memory_check.h"
+#include "support/scene_fixture.h"
 
 using std::tuple;
 

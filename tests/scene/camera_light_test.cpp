@@ -1,16 +1,5 @@
 // Cameras, lights and their lists, the view matrix and skeletons.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <cstring>
-#include <string>
-#include <tuple>
-#include <vector>
-
-#include "engine3d.h"
-#include "support/memory_check.h"
-#include "support/mesh_builders.h"
+#include "support/scene_fixture.h"
 
 using e3dtest::MakeCamera;
 using e3dtest::MakeOmni;

@@ -2,17 +2,11 @@
 // later: each holder falls back to something live. Every sequence here once
 // left a dangling pointer; under the sanitizer build a use after free or a
 // double free fails it, and every test checks that no block is left behind.
-#include <gtest/gtest.h>
+#include "support/scene_fixture.h"
 
 #include <memory>
-#include <tuple>
-#include <vector>
 
-#include "engine3d.h"
 #include "raster/raster.h"  // the fillers' current camera
-#include "support/memory_check.h"
-#include "support/mesh_builders.h"
-#include "support/scene_fixture.h"
 
 namespace {
 

@@ -1,15 +1,6 @@
 // Mesh display state: the mode setters down the node tree, hide and show,
 // and the plain accessors of the mesh record.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <random>
-#include <tuple>
-#include <vector>
-
-#include "engine3d.h"
-#include "support/memory_check.h"
-#include "support/mesh_builders.h"
+#include "support/scene_fixture.h"
 
 using std::tuple;
 

@@ -1,17 +1,8 @@
 // Materials: the field setters against their rules on random records, the
 // texture layer blocks, and the face materials of meshes.
-#include <gtest/gtest.h>
+#include "support/scene_fixture.h"
 
 #include <bit>
-#include <cstring>
-#include <random>
-#include <string>
-#include <tuple>
-
-#include "engine3d.h"
-#include "support/memory_check.h"
-#include "support/mesh_builders.h"
-#include "support/scene_fixture.h"
 
 using e3dtest::Noise;
 using e3dtest::RandomLevel;

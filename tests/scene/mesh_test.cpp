@@ -1,15 +1,8 @@
 // Mesh building: both ways of making a mesh, the setters' refusals and
 // bounds, the block layout and validation.
-#include <gtest/gtest.h>
+#include "support/scene_fixture.h"
 
-#include <cstring>
-#include <tuple>
-#include <vector>
-
-#include "engine3d.h"
 #include "scene/mesh.h"
-#include "support/memory_check.h"
-#include "support/mesh_builders.h"
 
 using std::tuple;
 

@@ -1,13 +1,6 @@
 // Scenes: membership, totals and polygon lists, trees, the active camera,
 // the viewport binding, search and deletion.
-#include <gtest/gtest.h>
-
-#include <tuple>
-
-#include "engine3d.h"
-#include "support/memory_check.h"
-#include "support/mesh_builders.h"
-#include "support/stage.h"
+#include "support/scene_fixture.h"
 
 using e3dtest::MakeCamera;
 using e3dtest::MakeStrip;

@@ -1,15 +1,20 @@
-// Shared by the scene tests: random records, their comparison, random colour
-// levels and fresh frames of a stage.
+// Shared by the scene tests: the headers they use, random records and their
+// comparison, random colour levels and fresh frames of a stage.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
+#include <string>
+#include <tuple>
 #include <vector>
 
 #include "engine3d.h"
+#include "support/memory_check.h"
+#include "support/mesh_builders.h"
 #include "support/stage.h"
 
 namespace e3dtest {
@@ -23,16 +28,15 @@ T Noise(std::mt19937 &rng) {
     return r;
 }
 
-// Compares records byte by byte and names the first differing byte.
 template <class T>
 ::testing::AssertionResult SameBytes(const T &a, const T &b) {
-    const auto *x = reinterpret_cast<const unsigned char *>(&a), *y = reinterpret_cast<const unsigned char *>(&b);
     for (size_t i = 0; i < sizeof a; ++i)
-        if (x[i] != y[i]) return ::testing::AssertionFailure() << "byte " << i << " differs";
+        if (reinterpret_cast<const unsigned char *>(&a)[i] != reinterpret_cast<const unsigned char *>(&b)[i])
+            return ::testing::AssertionFailure() << "byte " << i << " differs";
     return ::testing::AssertionSuccess();
 }
 
-// Mostly ordinary levels, sometimes a signed zero, the clamp edges or a non-finite one.
+// Mostly ordinary levels, sometimes a signed zero, a clamp edge or a non-finite one.
 inline float RandomLevel(std::mt19937 &rng) {
     const float special[] = {0.0f, -0.0f, 255.0f, 255.5f, -1e-30f, NAN, INFINITY, -INFINITY};
     return rng() % 3 ? std::ldexp(float(int32_t(rng())), -23) : special[rng() % 8];
