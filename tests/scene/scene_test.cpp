@@ -25,9 +25,7 @@ TEST(Scene, TotalsPolygonListsAndSearch) {
     EXPECT_EQ(RemoveMeshFromScene(s, a, 0), 1);
     EXPECT_EQ(tuple(s->polygonTotal, s->vertexTotal, s->flags, a->sortCapacity), tuple(30, 32, 1u, 12));
     EXPECT_EQ(tuple(RemoveMeshFromScene(s, a, 0), IsMeshAssigned(a)), tuple(0, 0));
-    DeleteMesh(inactive);
-    DeleteMesh(a);
-    DeleteScene(s);
+    e3dtest::DeleteAll(inactive, a, s);
 }
 
 TEST(Scene, TreesEnterThroughTheirRootAndTrackAttachments) {
@@ -57,10 +55,7 @@ TEST(Scene, TreesEnterThroughTheirRootAndTrackAttachments) {
     ReleaseRadixSort();
     EXPECT_EQ(e3dtest::MemoryStats().liveBytes, bytes + int64_t(sizeof(E3DNode *)));
     EXPECT_EQ(root->sortCapacity, 30);
-    DeleteMesh(other);
-    DeleteMesh(root);
-    DeleteScene(s);
-    DeleteScene(t);
+    e3dtest::DeleteAll(other, root, s, t);
     leaks.Check();
 }
 
@@ -86,12 +81,10 @@ TEST(Scene, ActiveCameraRules) {
     SetSceneViewport(s, v);
     EXPECT_EQ(tuple(GetActiveSceneCamera(s), GetSceneNumberOfCameras(s)), tuple(outsider, 2));
     DeleteViewport(v);
-    DeleteCamera(c0);
-    DeleteCamera(c2);
-    DeleteScene(s);  // deletes c1 and outsider
+    e3dtest::DeleteAll(c0, c2, s);  // deletes c1 and outsider
 }
 
-TEST(Scene, DeleteSparesBoundObjectsWholeDeleteDoesNotAndTheChainHolds) {
+TEST(Scene, DeleteSparesBoundObjectsAndTheChainHolds) {
     e3dtest::LeakCheck leaks;
     E3DScene *s = CreateScene(), *w = CreateScene(), *x = CreateScene();
     E3DMesh *bound = MakeStrip(3), *free = MakeStrip(3);
@@ -110,16 +103,6 @@ TEST(Scene, DeleteSparesBoundObjectsWholeDeleteDoesNotAndTheChainHolds) {
     EXPECT_EQ(x->prev, nullptr);
     EXPECT_EQ(tuple(IsMeshAssigned(bound), bound->polygonCount), tuple(0, 3)) << "a bound mesh survives";
     SetMeshTvObject(bound, 0);
-    // A populated scene deleted whole leaves nothing behind.
-    AssignMeshToScene(x, bound, 1);
-    E3DLight *l = e3dtest::MakeOmni();
-    l->hostObject = 9;
-    AssignLightToScene(x, l, 1);
-    AssignCameraToScene(x, MakeCamera());
-    E3DMaterial *mat = CreateMaterial(GetMeshDefaultMaterial(bound));
-    mat->hostObject = 3;
-    AssignMaterialToScene(x, mat);
-    AssignSkeletonToScene(x, CreateSkeleton());
-    DeleteWholeScene(x);
+    e3dtest::DeleteAll(bound, x);
     leaks.Check();
 }

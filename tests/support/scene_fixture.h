@@ -51,4 +51,14 @@ inline std::vector<uint16_t> Frame(Stage &s) {
     return s.pixels;
 }
 
+inline void Delete(E3DMesh *m) { DeleteMesh(m); }
+inline void Delete(E3DCamera *c) { DeleteCamera(c); }
+inline void Delete(E3DScene *s) { DeleteScene(s); }
+inline void Delete(E3DLight *l) { DeleteLight(l); }
+// Deletes each in turn.
+template <class... T>
+void DeleteAll(T *...objects) {
+    (Delete(objects), ...);
+}
+
 }  // namespace e3dtest
