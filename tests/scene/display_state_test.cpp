@@ -1,5 +1,4 @@
-// Mesh display state: the mode setters down the node tree, hide and show,
-// and the plain accessors of the mesh record.
+// Mesh display state: the mode setters down the node tree, hiding and the accessors.
 #include "support/scene_fixture.h"
 
 using std::tuple;
@@ -39,13 +38,10 @@ TEST(DisplayState, TreeWalksMatchTheRulesOnRandomTrees) {
         std::vector<E3DNode *> nodes{&meshes[0]->node};
         for (int i = 0; i < 14; ++i) {
             E3DNode *parent = nodes[rng() % nodes.size()];
-            if (rng() % 4 == 0) {
-                cameras.push_back(e3dtest::MakeCamera());
-                nodes.push_back(&cameras.back()->node);
-            } else {
-                meshes.push_back(rng() % 3 ? e3dtest::MakeStrip(1) : CreateMesh(3, 1, 0));
-                nodes.push_back(&meshes.back()->node);
-            }
+            const bool camera = rng() % 4 == 0;
+            if (camera) cameras.push_back(e3dtest::MakeCamera());
+            else meshes.push_back(rng() % 3 ? e3dtest::MakeStrip(1) : CreateMesh(3, 1, 0));
+            nodes.push_back(camera ? &cameras.back()->node : &meshes.back()->node);
             AttachChildToNode(parent, nodes.back());
         }
         for (E3DMesh *m : meshes) {
@@ -60,10 +56,7 @@ TEST(DisplayState, TreeWalksMatchTheRulesOnRandomTrees) {
             const uint32_t mode = pick == 0 ? rng() : pick == 1 ? rng() & 0x70007Fu : named[rng() % 7] | (rng() & 0x40u);
             const int which = int(rng() % 5);
             std::vector<uint32_t> state, material;
-            for (E3DMesh *m : meshes) {
-                state.push_back(m->state = rng());
-                material.push_back(m->defaultMaterial.mode = rng());
-            }
+            for (E3DMesh *m : meshes) state.push_back(m->state = rng()), material.push_back(m->defaultMaterial.mode = rng());
             void (*const setters[])(E3DNode *, uint32_t) = {SetMeshRenderMode, SetMeshCullMode, SetMeshShadeMode};
             which < 3 ? setters[which](top, mode) : which == 3 ? HideMesh(top) : ShowMesh(top);
             for (size_t i = 0; i < meshes.size(); ++i) {
@@ -97,8 +90,7 @@ TEST(DisplayState, Accessors) {
     E3DMesh *m = CreateMesh(4, 2, 0), *other = CreateMesh(3, 1, 0);
     EXPECT_EQ(ActivateMesh(m)->state, 0x07F08027u);
     m->polygons[1].flags = 0xFFFFFFFFu;
-    for (int32_t bad : {32, -1}) SetMeshFaceSmoothG(m, 1, bad);
-    for (int32_t bad : {2, -1}) SetMeshFaceSmoothG(m, bad, 3);
+    for (int32_t bad : {32, -1}) SetMeshFaceSmoothG(m, 1, bad), SetMeshFaceSmoothG(m, bad == 32 ? 2 : -1, 3);
     SetMeshFaceSmoothG(m, 1, 9);
     EXPECT_EQ(m->polygons[1].flags, 0xFFFE9FFFu) << "only bits 12-16 change";
     EXPECT_EQ(tuple(GetMeshFaceSmoothG(m, 1), GetMeshFaceSmoothG(m, -1), GetMeshFaceSmoothG(m, 2)), tuple(9, 0, 0));

@@ -1,5 +1,4 @@
-// Shared by the scene tests: the headers they use, random records and their
-// comparison, random colour levels and fresh frames of a stage.
+// Shared by the scene tests: headers, random records, frames and deletion.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -55,7 +54,6 @@ inline void Delete(E3DMesh *m) { DeleteMesh(m); }
 inline void Delete(E3DCamera *c) { DeleteCamera(c); }
 inline void Delete(E3DScene *s) { DeleteScene(s); }
 inline void Delete(E3DLight *l) { DeleteLight(l); }
-// Deletes each in turn.
 template <class... T>
 void DeleteAll(T *...objects) {
     (Delete(objects), ...);
