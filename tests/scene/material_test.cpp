@@ -84,11 +84,11 @@ TEST(Material, TextureModesAndRemoval) {
     E3DTexture t0{}, t2{};
     E3DMaterial m{};
     m.layers[0].mode = 0x40000003u;
-    for (uint32_t layer : {0u, 4u}) SetMaterialTextureMode(&m, layer, 32);
+    for (uint32_t layer : {0u, 3u, 4u}) SetMaterialTextureMode(&m, layer, 32);
     SetMaterialTextureMode(&m, 0, 16);
     SetMaterialTextureMode(&m, 0, 48);  // only 16 or 32
-    EXPECT_EQ(tuple(m.layers[0].mode, GetMaterialTextureMode(&m, 4), GetMaterialTexture(&m, 4)),
-              tuple(0x40000013u, 0u, nullptr));
+    EXPECT_EQ(tuple(m.layers[0].mode, GetMaterialTextureMode(&m, 3), GetMaterialTextureMode(&m, 4), GetMaterialTexture(&m, 4)),
+              tuple(0x40000013u, 32u, 0u, nullptr));
     // Only a single present layer is removed, and only when layer 0 shows the texture.
     SetMaterialTexture(&m, 0, &t0, 0);
     SetMaterialTexture(&m, 2, &t2, 0);
