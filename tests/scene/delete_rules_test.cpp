@@ -1,334 +1,152 @@
-// Deleting an object leaves nothing pointing at it that the engine follows
-// later: each holder falls back to something live. Every sequence here once
-// left a dangling pointer; under the sanitizer build a use after free or a
-// double free fails it, and every test checks that no block is left behind.
-#include <gtest/gtest.h>
+// Deleting an object leaves nothing pointing at it: each holder falls back to
+// something live. Every sequence here once left a dangling pointer.
+#include "support/scene_fixture.h"
 
-#include <algorithm>
-#include <vector>
+#include <memory>
 
-#include "engine3d.h"
-#include "raster/raster.h"
-#include "support/memory_check.h"
-#include "support/mesh_builders.h"
-#include "support/stage.h"
+#include "raster/raster.h"  // the fillers' current camera
 
-namespace {
-
-using e3dtest::kBackground;
+using e3dtest::Frame;
 using e3dtest::MakeQuadAt;
-using Stage = e3dtest::Stage;
+using std::tuple;
 
-// A fresh frame of the stage's scene.
-std::vector<uint16_t> Frame(Stage &s) {
-    std::fill(s.pixels.begin(), s.pixels.end(), kBackground);
-    ClearViewportDepthBuffer(s.viewport, 0);
-    DrawScene(s.scene);
-    EXPECT_TRUE(s.GuardsIntact());
-    return s.pixels;
-}
-
-int LightsListed(const E3DMesh *m) {
-    int n = 0;
-    while (n < 64 && m->lights[n]) ++n;
-    return n;
-}
-
-}  // namespace
-
-TEST(DeleteRules, ChildrenOfADeletedCameraOrLightBecomeRoots) {
+// A stage made after the leak count is taken and gone before it is checked.
+class DeleteRules : public ::testing::Test {
+protected:
     e3dtest::LeakCheck leaks;
-    {
-        Stage s(true);
-        E3DCamera *camera = e3dtest::MakeCamera();
-        E3DLight *light = e3dtest::MakeOmni();
-        E3DMesh *a = MakeQuadAt(-3, 0xFF0000), *b = MakeQuadAt(0, 0x00FF00), *c = MakeQuadAt(3, 0x0000FF);
-        AttachChildToNode(&camera->node, &a->node);
-        AttachChildToNode(&camera->targetNode, &b->node);
-        AttachChildToNode(&light->node, &c->node);
-        AssignMeshToScene(s.scene, a, 0);
-        const std::vector<uint16_t> before = Frame(s);
-        DeleteCamera(camera);
-        DeleteLight(light);
-        for (E3DMesh *m : {a, b, c}) EXPECT_EQ(m->node.parent, nullptr);
-        EXPECT_EQ(Frame(s), before) << "the scene's root draws as it did";
-        AssignMeshToScene(s.scene, b, 0);
-        AssignMeshToScene(s.scene, c, 0);
-        EXPECT_EQ(s.scene->polygonTotal, 6);
-        Frame(s);
-        DeleteMesh(c);  // once wrote into the light's freed child array
-    }
-    leaks.Check();
-}
-
-TEST(DeleteRules, AViewportWhoseCameraIsDeletedDrawsNothing) {
-    e3dtest::LeakCheck leaks;
-    {
-        Stage s(true);
-        E3DCamera *own = e3dtest::MakeCamera(0, 0, 0, 0, 0, 1);
-        SetViewportCamera(s.viewport, own);
-        // A scene without a camera takes the viewport's, and deletes it with itself.
-        E3DScene *other = CreateScene();
-        SetSceneViewport(other, s.viewport);
-        ASSERT_EQ(GetActiveSceneCamera(other), own);
-        DeleteScene(other);
-        EXPECT_EQ(GetViewportCamera(s.viewport), nullptr);
-
-        E3DMesh *m = MakeQuadAt(0, 0xFFFFFF);
-        SetMeshViewport(m, s.viewport);
-        EXPECT_EQ(DrawMesh(m), 0);
-        EXPECT_EQ(s.Written(), 0);
-        // The fillers' current camera goes with it too.
-        AssignMeshToScene(s.scene, m, 0);
-        DrawScene(s.scene);
-        ASSERT_EQ(e3d::CurrentCamera(), s.camera);
-        E3DCamera *stageCamera = s.camera;
-        RemoveCameraFromScene(s.scene, stageCamera);
-        DeleteCamera(stageCamera);
-        EXPECT_EQ(e3d::CurrentCamera(), nullptr);
-        s.camera = nullptr;
-        DeleteMesh(m);
-    }
-    leaks.Check();
-}
-
-TEST(DeleteRules, ALightOnAChildMeshOnlyLeavesItsList) {
-    e3dtest::LeakCheck leaks;
-    {
-        Stage s(true);
-        E3DMesh *parent = MakeQuadAt(-3, 0x808080), *child = MakeQuadAt(3, 0x808080);
-        AttachChildToNode(&parent->node, &child->node);
-        AssignMeshToScene(s.scene, parent, 0);
-        const std::vector<uint16_t> unlit = Frame(s);
-        E3DLight *light = e3dtest::MakeOmni();
-        AssignLightToMesh(light, &child->node);
-        ASSERT_EQ(LightsListed(child), 1);
-        EXPECT_EQ(s.scene->lights.count, 0) << "the child is in no scene's list";
-        DeleteLight(light);
-        EXPECT_EQ(LightsListed(child), 0);
-        EXPECT_EQ(Frame(s), unlit);
-    }
-    leaks.Check();
-}
-
-TEST(DeleteRules, ADeletedSkeletonLeavesEveryMeshAndScene) {
-    e3dtest::LeakCheck leaks;
-    {
-        Stage s(true);
-        E3DMesh *m = MakeQuadAt(0, 0xFFFFFF);
-        AssignMeshToScene(s.scene, m, 0);
-        const std::vector<uint16_t> plain = Frame(s);
-        E3DSkeleton *k = CreateSkeleton();
-        ASSERT_EQ(AttachBoneToSkeleton(k, nullptr, SetBoneRoot(CreateBone()), "hip"), 1);
-        ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
-        ASSERT_EQ(m->meshKind, 2);
-        E3DScene *other = CreateScene();
-        AssignSkeletonToScene(s.scene, k);
-        AssignSkeletonToScene(other, k);
-        DeleteSkeleton(k);
-        EXPECT_EQ(s.scene->skeletons.count, 0);
-        EXPECT_EQ(other->skeletons.count, 0) << "not only the first scene lets go";
-        EXPECT_EQ(m->skeleton, nullptr);
-        EXPECT_EQ(m->skinWeights, nullptr);
-        EXPECT_EQ(m->meshKind, 1);
-        EXPECT_EQ(Frame(s), plain);
-        DeleteScene(other);
-    }
-    leaks.Check();
-}
-
-TEST(DeleteRules, ADeletedTextureEmptiesEveryLayerShowingIt) {
-    e3dtest::LeakCheck leaks;
-    {
-        Stage s(true);
-        E3DMesh *a = MakeQuadAt(-3, 0xFFFFFF), *b = MakeQuadAt(3, 0xFFFFFF);
-        AssignMeshToScene(s.scene, a, 0);
-        AssignMeshToScene(s.scene, b, 0);
-        E3DMaterial *material = CreateMaterial(&a->defaultMaterial);
-        AssignMaterialToScene(s.scene, material);
-        const std::vector<uint16_t> plain = Frame(s);
-        E3DTexture *t = CreateCheckerTexture(16, 16, 2, 0x7C00, 0x001F);
-        SetMaterialTexture(material, 0, t, 0);
-        SetMaterialTexture(material, 2, t, 0);
-        SetFaceMaterial(a, 0, material, 1, 2);
-        SetTexture(b, t, 1);
-        const uint32_t materialMode = material->mode, defaultMode = b->defaultMaterial.mode;
-        ASSERT_NE(materialMode & 0x7800000u, 0u);
-        Frame(s);
-        DeleteTexture(t);
-        for (const E3DMaterial *m : {material, &b->defaultMaterial}) {
-            EXPECT_EQ(m->mode & 0x7800000u, 0u) << "no layer counts as present";
-            for (const E3DTextureLayer &l : m->layers) {
-                EXPECT_EQ(l.texture, nullptr);
-                EXPECT_EQ(l.pixels, nullptr);
-            }
-        }
-        EXPECT_EQ(material->mode, materialMode & ~0x7800000u) << "only the present bits change";
-        EXPECT_EQ(b->defaultMaterial.mode, defaultMode & ~0x7800000u);
-        SetFaceMaterial(a, 0, &a->defaultMaterial, 1, 2);
-        EXPECT_EQ(Frame(s), plain) << "both meshes draw untextured again";
-    }
-    leaks.Check();
-}
-
-TEST(DeleteRules, ADeletedMaterialFallsBackEverywhere) {
-    e3dtest::LeakCheck leaks;
-    {
-        Stage s(true);
-        E3DMesh *m = MakeQuadAt(0, 0x00FF00);
-        AssignMeshToScene(s.scene, m, 0);
-        const std::vector<uint16_t> plain = Frame(s);
-        E3DMaterial *red = CreateMaterial(&m->defaultMaterial);
-        SetMaterialColor(red, 0, 255, 0, 0);
-        SetFaceMaterial(m, 0, red, 1, 2);
-        SetViewportMaterial(s.viewport, red);
-        E3DScene *other = CreateScene();
-        AssignMaterialToScene(s.scene, red);
-        AssignMaterialToScene(other, red);
-        EXPECT_NE(Frame(s), plain);
-        DeleteMaterial(red);
-        for (int face = 0; face < 2; ++face) {
-            EXPECT_EQ(GetFaceMaterial(m, face, 0), &m->defaultMaterial);
-            EXPECT_EQ(GetFaceMaterial(m, face, 1), &m->defaultMaterial);
-        }
-        EXPECT_EQ(s.viewport->material, nullptr);
-        EXPECT_EQ(s.scene->materials.count, 0);
-        EXPECT_EQ(other->materials.count, 0);
-        EXPECT_EQ(Frame(s), plain);
-        DeleteScene(other);  // once freed the material a second time
-        // A mesh's default material is part of the mesh, not a material to free.
-        AssignMaterialToScene(s.scene, &m->defaultMaterial);
-        DeleteMaterial(&m->defaultMaterial);
-        EXPECT_EQ(Frame(s), plain);
-    }
-    leaks.Check();
-}
-
-TEST(DeleteRules, ADeletedMeshLendsItsDefaultMaterialToNoOne) {
-    e3dtest::LeakCheck leaks;
-    {
-        Stage s(true);
-        E3DMesh *lender = MakeQuadAt(-3, 0xFF0000), *borrower = MakeQuadAt(3, 0x0000FF);
-        AssignMeshToScene(s.scene, borrower, 0);
-        const std::vector<uint16_t> own = Frame(s);
-        SetFaceMaterial(borrower, 0, &lender->defaultMaterial, 1, 2);
-        SetViewportMaterial(s.viewport, &lender->defaultMaterial);
-        AssignMaterialToScene(s.scene, &lender->defaultMaterial);
-        EXPECT_NE(Frame(s), own);
-        DeleteMesh(lender);
-        EXPECT_EQ(GetFaceMaterial(borrower, 1, 1), &borrower->defaultMaterial);
-        EXPECT_EQ(s.viewport->material, nullptr);
-        EXPECT_EQ(s.scene->materials.count, 0);
-        EXPECT_EQ(Frame(s), own);
-    }
-    leaks.Check();
-}
-
-TEST(DeleteRules, ADeletedSceneLendsTheDefaultMaterialsOfItsMeshesToNoOne) {
-    // Scene `gone` holds many lenders (one listed twice by hand, one bound to
-    // a host object and so spared) and a lit child tree; the stage's scene
-    // holds the borrower, whose faces use their default materials.
-    for (bool whole : {false, true}) {
-        e3dtest::LeakCheck leaks;
-        {
-            Stage s(true);
-            E3DMesh *borrower = MakeQuadAt(3, 0x0000FF);
-            AssignMeshToScene(s.scene, borrower, 0);
-            const std::vector<uint16_t> own = Frame(s);
-            E3DScene *gone = CreateScene();
-            const float white[4] = {1, 1, 1, 0}, at[3] = {0, 0, 0};
-            E3DLight *light = CreateOmniLight(at, white, 1, 1, 100, 0);
-            AssignLightToScene(gone, light, 0);
-            std::vector<E3DMesh *> lenders;
-            for (int i = 0; i < 40; ++i) {
-                lenders.push_back(MakeQuadAt(-3, 0x010101u * uint32_t(i)));
-                ASSERT_EQ(AssignMeshToScene(gone, lenders.back(), 1), lenders.back());
-            }
-            AttachChildToNode(&lenders[5]->node, &MakeQuadAt(0, 0x00FF00)->node);
-            AddListElement(&gone->meshes, lenders[7]);
-            E3DMesh *bound = lenders[9];
-            bound->hostObject = 1;
-            SetFaceMaterial(borrower, 0, &lenders[3]->defaultMaterial, 0, 0);
-            SetFaceMaterial(borrower, 1, &bound->defaultMaterial, 0, 0);
-            SetFaceMaterial(borrower, 1, &lenders[30]->defaultMaterial, 0, 1);
-            whole ? DeleteWholeScene(gone) : DeleteScene(gone);
-            EXPECT_EQ(GetFaceMaterial(borrower, 0, 0), &borrower->defaultMaterial);
-            EXPECT_EQ(GetFaceMaterial(borrower, 1, 1), &borrower->defaultMaterial);
-            // The bound lender lives on, outside every scene, with its own
-            // sort buffer and without the scene's light.
-            EXPECT_EQ(GetFaceMaterial(borrower, 1, 0), &bound->defaultMaterial);
-            EXPECT_EQ(IsMeshAssigned(bound), 0);
-            EXPECT_EQ(bound->sortCapacity, bound->treePolygonCount);
-            EXPECT_EQ(bound->lights[0], nullptr);
-            SetFaceMaterial(borrower, 1, &borrower->defaultMaterial, 0, 0);
-            EXPECT_EQ(Frame(s), own);
-            EXPECT_EQ(s.scene->meshes.count, 1);
-            bound->hostObject = 0;
-            DeleteMesh(bound);
-        }
+    std::unique_ptr<e3dtest::Stage> stage = std::make_unique<e3dtest::Stage>(true);
+    e3dtest::Stage &s = *stage;
+    void TearDown() override {
+        stage.reset();
         leaks.Check();
     }
+};
+
+// Children become roots; viewports, scenes, fillers and light lists forget the object.
+TEST_F(DeleteRules, ADeletedCameraOrLightLeavesNodesViewportsAndLists) {
+    E3DCamera *camera = e3dtest::MakeCamera(0, 0, 0, 0, 0, 1);
+    E3DLight *light = e3dtest::MakeOmni();
+    E3DMesh *a = MakeQuadAt(-3, 0xFF0000), *b = MakeQuadAt(0, 0x00FF00), *c = MakeQuadAt(3, 0x0000FF);
+    AttachChildToNode(&camera->node, &a->node);
+    AttachChildToNode(&camera->targetNode, &b->node);
+    AttachChildToNode(&light->node, &c->node);
+    AssignMeshToScene(s.scene, a, 0);
+    AssignLightToMesh(light, &a->node);
+    // A scene without a camera takes the viewport's, and deletes it with itself.
+    SetViewportCamera(s.viewport, camera);
+    E3DScene *other = CreateScene();
+    SetSceneViewport(other, s.viewport);
+    ASSERT_EQ(GetActiveSceneCamera(other), camera);
+    e3dtest::DeleteAll(other, light);
+    EXPECT_EQ(tuple(a->node.parent, b->node.parent, c->node.parent, a->lights[0]), tuple(nullptr, nullptr, nullptr, nullptr));
+    SetMeshViewport(b, s.viewport);
+    EXPECT_EQ(tuple(GetViewportCamera(s.viewport), DrawMesh(b), s.Written()), tuple(nullptr, 0, 0));
+    AssignMeshToScene(s.scene, c, 0);
+    Frame(s);
+    ASSERT_EQ(e3d::CurrentCamera(), s.camera);
+    DeleteCamera(s.camera);
+    EXPECT_EQ(tuple(e3d::CurrentCamera(), GetActiveSceneCamera(s.scene)), tuple(nullptr, nullptr));
+    e3dtest::DeleteAll(b, c);  // once wrote into the light's freed child array
 }
 
-TEST(DeleteRules, ADeletedViewportLeavesScenesAndMeshes) {
-    e3dtest::LeakCheck leaks;
-    {
-        Stage s(true);
-        E3DViewport *v = CreateViewport(nullptr, 32, 24, 1, 1);
-        SetViewportType(v, 0x80000001u);
-        SetViewportCamera(v, s.camera);
-        E3DScene *other = CreateScene();
-        AssignCameraToScene(other, s.camera);
-        SetSceneViewport(other, v);
-        E3DMesh *m = MakeQuadAt(0, 0xFFFFFF);
-        SetMeshViewport(m, v);
-        EXPECT_EQ(DrawMesh(m), 2) << "both triangles drawn";
-        DeleteViewport(v);
-        EXPECT_EQ(GetSceneViewport(other), nullptr);
-        EXPECT_EQ(m->viewport, nullptr);
-        EXPECT_EQ(DrawMesh(m), 0);
-        DrawScene(other);  // no viewport: nothing to draw into
-        EXPECT_EQ(s.Written(), 0);
-        RemoveCameraFromScene(other, s.camera);
-        DeleteScene(other);
-        DeleteMesh(m);
-    }
-    leaks.Check();
+// Every scene entry and mesh forgets a skeleton; every layer showing a texture is emptied.
+TEST_F(DeleteRules, ADeletedSkeletonOrTextureLeavesEveryHolder) {
+    E3DMesh *a = MakeQuadAt(-3, 0xFFFFFF), *b = MakeQuadAt(3, 0xFFFFFF);
+    AssignMeshToScene(s.scene, a, 0);
+    AssignMeshToScene(s.scene, b, 0);
+    E3DMaterial *material = CreateMaterial(&a->defaultMaterial);
+    AssignMaterialToScene(s.scene, material);
+    const std::vector<uint16_t> plain = Frame(s);
+    E3DSkeleton *k = CreateSkeleton();
+    ASSERT_EQ(AttachBoneToSkeleton(k, nullptr, SetBoneRoot(CreateBone()), "hip"), 1);
+    ASSERT_EQ(AssignSkeletonToMesh(a, k), 1);
+    E3DScene *other = CreateScene();
+    AssignSkeletonToScene(s.scene, k);
+    AssignSkeletonToScene(other, k);
+    AddListElement(&other->skeletons, k);
+    DeleteSkeleton(k);
+    EXPECT_EQ(tuple(s.scene->skeletons.count, other->skeletons.count), tuple(0, 0));
+    EXPECT_EQ(tuple(a->skeleton, a->skinWeights, a->meshKind), tuple(nullptr, nullptr, 1));
+    DeleteScene(other);
+    E3DTexture *t = CreateCheckerTexture(16, 16, 2, 0x7C00, 0x001F);
+    SetMaterialTexture(material, 0, t, 0);
+    SetMaterialTexture(material, 2, t, 0);
+    SetFaceMaterial(a, 0, material, 1, 2);
+    SetTexture(b, t, 1);
+    const uint32_t materialMode = material->mode, defaultMode = b->defaultMaterial.mode;
+    DeleteTexture(t);
+    for (const E3DMaterial *m : {material, &b->defaultMaterial})
+        for (const E3DTextureLayer &l : m->layers) EXPECT_TRUE(l.texture == nullptr && l.pixels == nullptr);
+    EXPECT_EQ(tuple(material->mode, b->defaultMaterial.mode), tuple(materialMode & ~0x7800000u, defaultMode & ~0x7800000u));
+    SetFaceMaterial(a, 0, &a->defaultMaterial, 1, 2);
+    EXPECT_EQ(Frame(s), plain) << "both meshes draw plain again";
 }
 
-TEST(DeleteRules, AMeshFreedThroughACameraOfItsTreeLeavesEveryScene) {
-    e3dtest::LeakCheck leaks;
-    {
-        Stage s(true);
-        E3DMesh *top = MakeQuadAt(-3, 0xFF0000), *below = MakeQuadAt(3, 0x00FF00);
-        E3DCamera *rider = e3dtest::MakeCamera();
-        AttachChildToNode(&top->node, &rider->node);
-        AttachChildToNode(&rider->node, &below->node);
-        // Below a camera a mesh roots its own tree and may be in a scene.
-        ASSERT_EQ(AssignMeshToScene(s.scene, below, 0), below);
-        DeleteMesh(top);  // the subtree's meshes go, cameras stay
-        EXPECT_EQ(s.scene->meshes.count, 0);
-        EXPECT_EQ(s.scene->polygonTotal, 0);
-        EXPECT_EQ(rider->node.parent, nullptr);
-        EXPECT_EQ(rider->node.childCount, 0);
+TEST_F(DeleteRules, ADeletedMaterialFallsBackEverywhere) {
+    E3DMesh *m = MakeQuadAt(0, 0x00FF00), *lender = MakeQuadAt(-3, 0xFF0000);
+    AssignMeshToScene(s.scene, m, 0);
+    const std::vector<uint16_t> plain = Frame(s);
+    E3DMaterial *red = CreateMaterial(&m->defaultMaterial);
+    SetMaterialColor(red, 0, 255, 0, 0);
+    SetFaceMaterial(m, 0, red, 1, 2);
+    SetViewportMaterial(s.viewport, red);
+    E3DScene *other = CreateScene();
+    AssignMaterialToScene(s.scene, red);
+    AssignMaterialToScene(other, red);
+    DeleteMaterial(red);
+    for (int face = 0; face < 4; ++face) EXPECT_EQ(GetFaceMaterial(m, face / 2, face % 2), &m->defaultMaterial);
+    EXPECT_EQ(tuple(s.viewport->material, s.scene->materials.count, other->materials.count), tuple(nullptr, 0, 0));
+    DeleteScene(other);  // once freed the material a second time
+    // A deleted mesh lends its default material to no one.
+    SetFaceMaterial(m, 1, &lender->defaultMaterial, 0, 2);
+    SetViewportMaterial(s.viewport, &lender->defaultMaterial);
+    AssignMaterialToScene(s.scene, &lender->defaultMaterial);
+    DeleteMesh(lender);
+    EXPECT_EQ(tuple(GetFaceMaterial(m, 1, 1), s.viewport->material, s.scene->materials.count),
+              tuple(&m->defaultMaterial, nullptr, 0));
+    EXPECT_EQ(Frame(s), plain);
+}
+
+// Scene `gone` holds lenders (one listed twice, one bound and so spared) and a lit tree.
+TEST_F(DeleteRules, ADeletedSceneLendsTheDefaultMaterialsOfItsMeshesToNoOne) {
+    for (bool whole : {false, true}) {
+        E3DMesh *borrower = MakeQuadAt(3, 0x0000FF);
+        AssignMeshToScene(s.scene, borrower, 0);
+        E3DScene *gone = CreateScene();
+        AssignLightToScene(gone, e3dtest::MakeOmni(), 0);
+        std::vector<E3DMesh *> lenders;
+        for (int i = 0; i < 40; ++i) {
+            lenders.push_back(MakeQuadAt(-3, 0x010101u * uint32_t(i)));
+            ASSERT_EQ(AssignMeshToScene(gone, lenders.back(), 1), lenders.back());
+        }
+        AttachChildToNode(&lenders[5]->node, &MakeQuadAt(0, 0x00FF00)->node);
+        AddListElement(&gone->meshes, lenders[7]);
+        E3DMesh *lowest = *std::min_element(lenders.begin(), lenders.end());  // first of the sorted freed set
+        E3DMesh *bound = lenders[lowest == lenders[9] ? 10 : 9];
+        bound->hostObject = 1;
+        SetFaceMaterial(borrower, 0, &lowest->defaultMaterial, 0, 0);
+        SetFaceMaterial(borrower, 1, &bound->defaultMaterial, 0, 0);
+        SetFaceMaterial(borrower, 1, &lenders[30]->defaultMaterial, 0, 1);
+        whole ? DeleteWholeScene(gone) : DeleteScene(gone);
+        EXPECT_EQ(tuple(GetFaceMaterial(borrower, 0, 0), GetFaceMaterial(borrower, 1, 1)),
+                  tuple(&borrower->defaultMaterial, &borrower->defaultMaterial));
+        // The bound lender lives on, outside every scene, with its own sort buffer and no light.
+        EXPECT_EQ(tuple(GetFaceMaterial(borrower, 1, 0), IsMeshAssigned(bound), bound->sortCapacity, bound->lights[0]),
+                  tuple(&bound->defaultMaterial, 0, 2, nullptr));
         Frame(s);
-        EXPECT_EQ(s.Written(), 0);
-        DeleteCamera(rider);
+        bound->hostObject = 0;
+        e3dtest::DeleteAll(bound, borrower);
     }
-    leaks.Check();
 }
 
-TEST(DeleteRules, ACallersSurfaceIsNeverFreedWithItsViewport) {
-    e3dtest::LeakCheck leaks;
-    {
-        std::vector<uint16_t> pixels(16 * 8, kBackground);
-        E3DTexture surface{};
-        surface.pixels = pixels.data();
-        surface.pitch = 2 * 16;
-        E3DViewport *v = CreateViewport(&surface, 16, 8, 1, 0);
-        SetViewportType(v, 0x80000041u);  // the ownership bit travels with the type value
-        EXPECT_EQ(v->flags & 0x40u, 0x40u);
-        DeleteViewport(v);  // frees the depth buffer and the record only
-    }
-    leaks.Check();  // a freed surface would count one block less than before
+TEST_F(DeleteRules, AMeshFreedThroughACameraOfItsTreeLeavesEveryScene) {
+    E3DMesh *top = MakeQuadAt(-3, 0xFF0000), *below = MakeQuadAt(3, 0x00FF00);
+    E3DCamera *rider = e3dtest::MakeCamera();
+    AttachChildToNode(&top->node, &rider->node);
+    AttachChildToNode(&rider->node, &below->node);
+    ASSERT_EQ(AssignMeshToScene(s.scene, below, 0), below) << "below a camera a mesh roots its own tree";
+    DeleteMesh(top);  // the subtree's meshes go, cameras stay
+    EXPECT_EQ(tuple(s.scene->meshes.count, s.scene->polygonTotal, rider->node.parent, rider->node.childCount),
+              tuple(0, 0, nullptr, 0));
+    DeleteCamera(rider);
 }

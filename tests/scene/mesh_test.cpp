@@ -1,70 +1,51 @@
-// Mesh building: both ways of making a mesh, the setters' refusals and
-// bounds, validation and deletion.
-#include <gtest/gtest.h>
+// Mesh building: both ways of making a mesh, refusals, the block layout, validation.
+#include "support/scene_fixture.h"
 
-#include <cstdint>
-#include <cstring>
-
-#include "engine3d.h"
 #include "scene/mesh.h"
-#include "support/memory_check.h"
-#include "support/mesh_builders.h"
 
-using e3dtest::LeakCheck;
+using std::tuple;
 
-TEST(Mesh, CreateCountsAndInitialRecord) {
-    LeakCheck leaks;
-    EXPECT_EQ(CreateMesh(0, 5, 0), nullptr);
-    EXPECT_EQ(CreateMesh(5, 0, 0), nullptr);
-    EXPECT_EQ(CreateMesh(-1, 0, 0), nullptr);
-    E3DMesh *m = CreateMesh(4, 2, 0x00102030);
-    ASSERT_NE(m, nullptr);
-    EXPECT_EQ(m->node.type, 1);
-    EXPECT_EQ(m->meshKind, 0);
-    EXPECT_EQ(m->state, 0x07F00027u);
-    EXPECT_EQ(m->treePolygonCount, 2);
-    EXPECT_NE(m->sortEntries, nullptr);
-    EXPECT_EQ(m->sortBuffer[0], 0u);
-    EXPECT_EQ(m->sortBuffer[1], 1u);
-    EXPECT_EQ(m->defaultMaterial.mode, 0x00700063u);
-    EXPECT_EQ(m->defaultMaterial.color[0][0], 16.0f);
-    EXPECT_EQ(m->defaultMaterial.color[0][2], 48.0f);
-    EXPECT_EQ(m->defaultMaterial.color[0][3], 255.0f);
-    EXPECT_EQ(m->modelMatrix[0], 1.0f);
-    EXPECT_EQ(m->modelMatrix[3], 0.0f);
-    for (int i = 0; i < 64; ++i) ASSERT_EQ(m->lights[i], nullptr);
-    EXPECT_EQ(AddMeshVertex(m, 1, 2, 3), 0) << "a one-block mesh cannot grow";
-    EXPECT_EQ(AddMeshTriPolygon(m, 0, 1, 2, 0, 0), 0);
-    DeleteMesh(m);
-    E3DMesh *empty = CreateMesh(0, 0, 0);
-    ASSERT_NE(empty, nullptr);
-    EXPECT_EQ(empty->sortEntries, nullptr);
-    EXPECT_EQ(empty->vertices, nullptr);
-    DeleteMesh(empty);
-    leaks.Check();
+namespace {
+
+std::vector<float> Corners(const E3DMesh *m, int i) {
+    const E3DPolygon &p = m->polygons[i];
+    return {float(p.vertex[0]), float(p.vertex[1]), float(p.vertex[2]), p.coords[0][0], p.coords[0][1],
+            p.coords[1][0], p.coords[1][1], p.coords[2][0], p.coords[2][1]};
 }
 
-TEST(Mesh, TrianglesAreStoredReversedWithTheirFlags) {
+}  // namespace
+
+TEST(Mesh, CreateCountsInitialRecordAndName) {
+    EXPECT_TRUE(!CreateMesh(0, 5, 0) && !CreateMesh(5, 0, 0) && !CreateMesh(-1, 0, 0));
+    E3DMesh *m = CreateMesh(4, 2, 0x00102030);
+    EXPECT_EQ(tuple(m->node.type, m->meshKind, m->state, m->treePolygonCount, m->defaultMaterial.mode),
+              tuple(1, 0, 0x07F00027u, 2, 0x00700063u));
+    const float *c = m->defaultMaterial.color[0];
+    EXPECT_EQ(tuple(c[0], c[1], c[2], c[3], m->sortBuffer[0], m->sortBuffer[1]), tuple(16.0f, 32.0f, 48.0f, 255.0f, 0u, 1u));
+    EXPECT_TRUE(m->modelMatrix[0] == 1.0f && m->modelMatrix[3] == 0.0f && m->lights[63] == nullptr);
+    EXPECT_EQ(AddMeshVertex(m, 1, 2, 3) + AddMeshTriPolygon(m, 0, 1, 2, 0, 0), 0) << "a one-block mesh cannot grow";
+    EXPECT_EQ(AssignVertexInfluence(m, 0, 0, 1) + CheckWeightedVertices(m), 2);
+    DeleteMesh(m);
+}
+
+// Corners and coordinates are stored reversed: a quad is (d b a) and (d c b).
+TEST(Mesh, PolygonsAreStoredReversedWithTheirFlags) {
     E3DMesh *m = CreateMesh(4, 3, 0);
     EXPECT_EQ(SetMeshTriPolygon(m, 0, 0, 1, 2, 99, 5), 1);
-    EXPECT_EQ(m->polygons[0].vertex[0], 2);
-    EXPECT_EQ(m->polygons[0].vertex[2], 0);
-    EXPECT_EQ(m->polygons[0].flags, 0x00700E47u | (5u << 12));
-    EXPECT_EQ(m->polygons[0].material, &m->defaultMaterial);
-    EXPECT_EQ(SetMeshTriPolygon(m, 1, 0, 1, 2, 0, 40), 1);
-    EXPECT_EQ(m->polygons[1].flags, 0x00700E47u) << "groups of 32 and above are dropped";
-    EXPECT_EQ(SetMeshTriPolygon(m, 2, 0, 1, 2, 0, -1), 1);
-    EXPECT_EQ(m->polygons[2].flags, 0x00700E47u | (0xFFFFFFFFu << 12)) << "a negative group is shifted in";
+    SetMeshTriPolygon(m, 1, 0, 1, 2, 0, 40);
+    SetMeshTriPolygon(m, 2, 0, 1, 2, 0, -1);
+    EXPECT_EQ(tuple(m->polygons[0].flags, m->polygons[1].flags, m->polygons[2].flags, m->polygons[0].material),
+              tuple(0x00705E47u, 0x00700E47u, 0x00700E47u | (0xFFFFFFFFu << 12), &m->defaultMaterial))
+        << "groups of 32 and above are dropped, negative ones shifted in";
     EXPECT_EQ(SetMeshQuadPolygon(m, 1, 0, 1, 2, 3, 0, 7), 1);
-    EXPECT_EQ(m->polygons[1].vertex[0], 3);
-    EXPECT_EQ(m->polygons[1].vertex[1], 1);
-    EXPECT_EQ(m->polygons[1].vertex[2], 0);
-    EXPECT_EQ(m->polygons[1].flags, 0x00700C47u | (7u << 12));
-    EXPECT_EQ(m->polygons[2].vertex[0], 3);
-    EXPECT_EQ(m->polygons[2].vertex[1], 2);
-    EXPECT_EQ(m->polygons[2].vertex[2], 1);
-    EXPECT_EQ(m->polygons[2].flags, 0x00700647u | (7u << 12));
-    EXPECT_EQ(AddMeshQuadPolygon(m, 0, 1, 2, 3, 0, 0), 1);
+    EXPECT_EQ(tuple(m->polygons[1].flags, m->polygons[2].flags), tuple(0x00707C47u, 0x00707647u));
+    SetMeshTriTexCoords(m, 0, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f);
+    SetMeshQuadTexCoords(m, 1, 1, 2, 3, 4, 5, 6, 7, 8);
+    SetMeshTriTexCoords(m, -1, 9, 9, 9, 9, 9, 9);
+    SetMeshTriTexCoords(m, 4, 9, 9, 9, 9, 9, 9);
+    EXPECT_EQ(Corners(m, 0), (std::vector<float>{2, 1, 0, 0.5f, 0.6f, 0.3f, 0.4f, 0.1f, 0.2f}));
+    EXPECT_EQ(Corners(m, 1), (std::vector<float>{3, 1, 0, 7, 8, 3, 4, 1, 2}));
+    EXPECT_EQ(Corners(m, 2), (std::vector<float>{3, 2, 1, 7, 8, 5, 6, 3, 4}));
     DeleteMesh(m);
 }
 
@@ -74,306 +55,83 @@ TEST(Mesh, PolygonSetterRefusalsChangeNothing) {
     for (int i = 0; i < 4; ++i) ASSERT_EQ(SetMeshTriPolygon(m, i, 0, 1, 2, 0, 3), 1);
     E3DPolygon before[4];
     std::memcpy(before, m->polygons, sizeof before);
-    auto unchanged = [&] { return std::memcmp(before, m->polygons, sizeof before) == 0; };
-    struct Tri {
-        int index, a, b, c;
-    };
-    const Tri tris[] = {
-        {-1, 0, 1, 2}, {4, 0, 1, 2}, {INT32_MIN, 0, 1, 2}, {INT32_MAX, 0, 1, 2},  // polygon index
+    const int tris[][4] = {
+        {-1, 0, 1, 2}, {4, 0, 1, 2}, {INT32_MIN, 0, 1, 2}, {INT32_MAX, 0, 1, 2},                // polygon index
         {0, -1, 1, 2}, {0, 5, 1, 2}, {0, 0, -1, 2}, {0, 0, 5, 2}, {0, 0, 1, -1}, {0, 0, 1, 5},  // vertex range
-        {0, 1, 1, 2}, {0, 1, 2, 2}, {0, 2, 1, 2}, {0, 3, 3, 3},  // repeated corners, each pair
-    };
-    for (const Tri &t : tris) {
-        EXPECT_EQ(SetMeshTriPolygon(m, t.index, t.a, t.b, t.c, 0, 0), 0) << t.index << " " << t.a << t.b << t.c;
-        EXPECT_TRUE(unchanged());
+        {0, 1, 1, 2}, {0, 1, 2, 2}, {0, 2, 1, 2}, {0, 3, 3, 3}};                               // repeated corners
+    for (const auto &t : tris) {
+        EXPECT_EQ(SetMeshTriPolygon(m, t[0], t[1], t[2], t[3], 0, 0), 0) << t[0] << " " << t[1] << t[2] << t[3];
+        EXPECT_EQ(std::memcmp(before, m->polygons, sizeof before), 0);
     }
-    struct Quad {
-        int index, a, b, c, d;
-    };
-    const Quad quads[] = {
-        {-1, 0, 1, 2, 3}, {3, 0, 1, 2, 3}, {4, 0, 1, 2, 3}, {INT32_MAX, 0, 1, 2, 3},  // both triangles must fit
-        {0, -1, 1, 2, 3}, {0, 0, 5, 2, 3}, {0, 0, 1, -1, 3}, {0, 0, 1, 2, 5},         // vertex range
-        {0, 0, 0, 2, 3}, {0, 0, 1, 0, 3}, {0, 0, 1, 2, 0},                            // a repeated
-        {0, 0, 1, 1, 3}, {0, 0, 1, 2, 1}, {0, 0, 1, 2, 2},                            // b, c repeated
-    };
-    for (const Quad &q : quads) {
-        EXPECT_EQ(SetMeshQuadPolygon(m, q.index, q.a, q.b, q.c, q.d, 0, 0), 0) << q.index << " " << q.a << q.b << q.c << q.d;
-        EXPECT_TRUE(unchanged());
+    const int quads[][5] = {
+        {-1, 0, 1, 2, 3}, {3, 0, 1, 2, 3}, {4, 0, 1, 2, 3}, {INT32_MAX, 0, 1, 2, 3}, {INT32_MIN, 0, 1, 2, 3},
+        {0, -1, 1, 2, 3}, {0, 0, 5, 2, 3}, {0, 0, 1, -1, 3}, {0, 0, 1, 2, 5}, {0, 0, 0, 2, 3}, {0, 0, 1, 0, 3},
+        {0, 0, 1, 2, 0},  {0, 0, 1, 1, 3}, {0, 0, 1, 2, 1},  {0, 0, 1, 2, 2}};
+    for (const auto &q : quads) {
+        EXPECT_EQ(SetMeshQuadPolygon(m, q[0], q[1], q[2], q[3], q[4], 0, 0), 0) << q[0] << " " << q[1] << q[4];
+        EXPECT_EQ(std::memcmp(before, m->polygons, sizeof before), 0);
     }
     EXPECT_EQ(SetMeshQuadPolygon(m, 2, 0, 1, 2, 3, 0, 0), 1) << "the last pair of slots is accepted";
-    // A grown mesh refuses Add... for a bad triangle, but keeps the new slot.
-    E3DMesh *g = e3dtest::MakeGrownStrip(1);
-    EXPECT_EQ(AddMeshTriPolygon(g, 0, 1, 3, 0, 0), 0);
-    EXPECT_EQ(g->polygonCount, 2);
-    EXPECT_EQ(g->treePolygonCount, 0) << "a grown mesh counts its tree on validation only";
-    DeleteMesh(g);
     DeleteMesh(m);
 }
 
-TEST(Mesh, OneBlockSizeFollowsTheRecordAndArrays) {
-    // The block holds the record, v vertices, ceil(v / 32) flag words, p
-    // polygons, 64 light slots and 4096 spare bytes; the sort buffer holds
-    // p indices and p entries.
+// The block holds the record, v vertices, ceil(v / 32) flag words, p polygons,
+// 64 light slots and 4096 spare bytes; the sort buffer p indices and p entries.
+TEST(Mesh, OneBlockLayoutAndItsSpareRecords) {
     for (int v : {1, 31, 32, 33, 100}) {
         for (int p : {1, 2, 77}) {
             e3dtest::LeakCheck leaks;
             const int64_t bytesBefore = e3dtest::MemoryStats().liveBytes;
             E3DMesh *m = CreateMesh(v, p, 0);
-            ASSERT_NE(m, nullptr);
             ReleaseRadixSort();  // the sort's shared scratch array is not the mesh's
             const int64_t block = int64_t(sizeof(E3DMesh)) + v * int64_t(sizeof(E3DVertex)) + (v + 31) / 32 * 4 +
                                   p * int64_t(sizeof(E3DPolygon)) + 64 * int64_t(sizeof(void *)) + 4096;
-            const int64_t indices = (p * 4 + int64_t(alignof(E3DSortEntry)) - 1) / int64_t(alignof(E3DSortEntry)) *
-                                    int64_t(alignof(E3DSortEntry));
-            const int64_t sort = indices + p * int64_t(sizeof(E3DSortEntry));
-            EXPECT_EQ(e3dtest::MemoryStats().liveBytes - bytesBefore, block + sort) << v << " " << p;
-            if (sizeof(void *) == 4) {
-                EXPECT_EQ(sort, 20 * p);
-            }
-            // The arrays lie in the block in the stated order, the spare
-            // records between them.
-            const char *base = reinterpret_cast<const char *>(m);
-            EXPECT_EQ(reinterpret_cast<const char *>(m->vertices), base + sizeof(E3DMesh));
-            EXPECT_GE(reinterpret_cast<const char *>(m->vertexFlags),
-                      reinterpret_cast<const char *>(m->vertices + v + 1));
-            EXPECT_GE(reinterpret_cast<const char *>(m->polygons), reinterpret_cast<const char *>(m->vertexFlags + (v + 31) / 32));
-            EXPECT_GE(reinterpret_cast<const char *>(m->lights), reinterpret_cast<const char *>(m->polygons + p + 1));
-            EXPECT_LE(reinterpret_cast<const char *>(m->lights + 64), base + block);
-            EXPECT_EQ(reinterpret_cast<const char *>(m->sortEntries),
-                      reinterpret_cast<const char *>(m->sortBuffer) + indices);
+            const int64_t align = int64_t(alignof(E3DSortEntry)), indices = (p * 4 + align - 1) / align * align;
+            EXPECT_EQ(e3dtest::MemoryStats().liveBytes - bytesBefore, block + indices + p * int64_t(sizeof(E3DSortEntry)))
+                << v << " " << p;
+            EXPECT_EQ(reinterpret_cast<char *>(m->sortEntries), reinterpret_cast<char *>(m->sortBuffer) + indices);
             DeleteMesh(m);
             leaks.Check();
         }
     }
 }
 
-TEST(Mesh, BoundsThatAdmitOnePastTheEndStayInsideTheMesh) {
-    // Run under the sanitizer build too: the spare records must absorb these.
-    for (E3DMesh *m : {CreateMesh(3, 1, 0), e3dtest::MakeGrownStrip(1)}) {
-        ASSERT_NE(m, nullptr);
-        const E3DPolygon before = m->polygons[0];
-        EXPECT_EQ(SetMeshVertex(m, 3, 7, 8, 9), 1);
-        EXPECT_EQ(SetMeshVertex(m, 4, 7, 8, 9), 0);
-        EXPECT_EQ(SetMeshVertex(m, -1, 7, 8, 9), 0);
-        SetMeshTriTexCoords(m, 1, 1, 2, 3, 4, 5, 6);
-        SetMeshQuadTexCoords(m, 0, 1, 2, 3, 4, 5, 6, 7, 8);
-        EXPECT_EQ(std::memcmp(&m->polygons[0].vertex, &before.vertex, sizeof before.vertex), 0);
-        EXPECT_EQ(m->polygons[0].coords[0][0], 7.0f);
-        EXPECT_EQ(m->polygons[0].flags & 0x07800000u, 0x07800000u);
-        if (m->lights) {
-            for (int i = 0; i < 64; ++i) ASSERT_EQ(m->lights[i], nullptr);
-        }
-        DeleteMesh(m);
-    }
-}
-
-TEST(Mesh, TexCoordsGoToSlotsInReverse) {
-    E3DMesh *m = CreateMesh(4, 2, 0);
-    SetMeshTriTexCoords(m, 0, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f);
-    EXPECT_EQ(m->polygons[0].coords[0][0], 0.5f);
-    EXPECT_EQ(m->polygons[0].coords[2][1], 0.2f);
-    SetMeshQuadTexCoords(m, 0, 1, 2, 3, 4, 5, 6, 7, 8);
-    EXPECT_EQ(m->polygons[1].coords[0][0], 7.0f);
-    EXPECT_EQ(m->polygons[1].coords[1][0], 5.0f);
-    EXPECT_EQ(m->polygons[1].coords[2][0], 3.0f);
-    SetMeshTriTexCoords(m, -1, 9, 9, 9, 9, 9, 9);
-    SetMeshTriTexCoords(m, 3, 9, 9, 9, 9, 9, 9);
-    EXPECT_EQ(m->polygons[0].coords[0][0], 7.0f);
-    DeleteMesh(m);
-}
-
-TEST(Mesh, GrowThenValidateMakesANewRecord) {
-    LeakCheck leaks;
-    E3DMesh *m = CreateMesh(0, 0, 0x123456);
-    AddMeshVertex(m, 0, 0, 0);
-    AddMeshVertex(m, 1, 0, 0);
-    AddMeshVertex(m, 0, 1, 0);
-    EXPECT_EQ(AddMeshTriPolygon(m, 0, 1, 2, 0, 0), 1);
-    SetMeshName(m, "grown");
-    m->modelMatrix[3] = 5.0f;
-    E3DMesh *v = ValidateMesh(m);
-    ASSERT_NE(v, nullptr);
-    EXPECT_NE(v, m);
-    EXPECT_EQ(v->vertexCount, 3);
-    EXPECT_EQ(v->polygonCount, 1);
-    EXPECT_EQ(v->meshKind, 1);
-    EXPECT_TRUE(v->state & 0x8000u);
-    EXPECT_EQ(v->modelMatrix[3], 5.0f);
-    EXPECT_EQ(v->name[0], '\0') << "the name is not carried over";
-    // The default material is copied whole from the grown mesh.
-    EXPECT_EQ(v->defaultMaterial.color[0][0], float(0x12));
-    EXPECT_EQ(v->polygons[0].material, &v->defaultMaterial);
-    EXPECT_EQ(v->polygons[0].backMaterial, &v->defaultMaterial);
-    EXPECT_EQ(v->vertices[1].position[0], 1.0f);
-    ASSERT_NE(v->boundingBox, nullptr);
-    EXPECT_EQ(v->normalCount, 3);
-    DeleteMesh(v);
-    leaks.Check();
-}
-
-TEST(Mesh, GrowThreeVerticesOneTriangleThenValidate) {
-    // The edge case as stated: a new record of 3 vertices and 1 triangle,
-    // active, kind 1, default colour 0x7FFF (red 0, green 127, blue 255).
+TEST(Mesh, ValidationMakesANewRecordKeepsOrDeletes) {
     e3dtest::LeakCheck leaks;
     E3DMesh *m = CreateMesh(0, 0, 0x7FFF);
-    ASSERT_NE(m, nullptr);
-    EXPECT_EQ(AddMeshVertex(m, 0, 0, 0), 1);
-    EXPECT_EQ(AddMeshVertex(m, 0, 1, 0), 1);
-    EXPECT_EQ(AddMeshVertex(m, 1, 0, 0), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(AddMeshVertex(m, float(i == 1), float(i == 2), 0), 1);
     EXPECT_EQ(AddMeshTriPolygon(m, 0, 1, 2, 0, 0), 1);
-    EXPECT_EQ(m->sortEntries, nullptr);
+    SetMeshName(m, "grown");
+    CalcMeshVerticesNormal(m);  // freed with the old record
+    m->modelMatrix[3] = 5.0f;
     E3DMesh *v = ValidateMesh(m);
-    ASSERT_NE(v, nullptr);
-    EXPECT_NE(v, m);
-    EXPECT_EQ(v->vertexCount, 3);
-    EXPECT_EQ(v->polygonCount, 1);
-    EXPECT_EQ(v->treePolygonCount, 1);
-    EXPECT_NE(v->sortEntries, nullptr);
-    EXPECT_EQ(v->node.type, 1);
-    EXPECT_EQ(v->state, 0x07F00027u | 0x8000u);
-    EXPECT_EQ(v->meshKind, 1);
+    ASSERT_NE(v, m);
+    EXPECT_EQ(tuple(v->vertexCount, v->polygonCount, v->treePolygonCount, v->node.type, v->meshKind, v->normalCount),
+              tuple(3, 1, 1, 1, 1, 3));
+    EXPECT_EQ(tuple(v->state, v->modelMatrix[3], v->name[0], v->vertices[1].position[0]), tuple(0x07F08027u, 5.0f, '\0', 1.0f))
+        << "active, unnamed";
+    EXPECT_TRUE(v->sortEntries && v->boundingBox);
+    // The default material is copied whole: colour 0x7FFF is red 0, green 127, blue 255.
     const float *c = v->defaultMaterial.color[0];
-    EXPECT_EQ(c[0], 0.0f);
-    EXPECT_EQ(c[1], 127.0f);
-    EXPECT_EQ(c[2], 255.0f);
-    EXPECT_EQ(c[3], 255.0f);
-    EXPECT_EQ(v->polygons[0].vertex[0], 2);
-    EXPECT_EQ(v->polygons[0].vertex[2], 0);
+    EXPECT_EQ(tuple(c[0], c[1], c[2], c[3]), tuple(0.0f, 127.0f, 255.0f, 255.0f));
+    EXPECT_TRUE(v->polygons[0].material == &v->defaultMaterial && v->polygons[0].backMaterial == &v->defaultMaterial);
     DeleteMesh(v);
-    leaks.Check();
-}
-
-TEST(Mesh, GrownMeshInATreeOrSceneLeavesThemWhenValidated) {
-    // Hosts should validate first; if they do not, nothing may keep
-    // pointing at the freed record.
-    e3dtest::LeakCheck leaks;
-    E3DMesh *parent = e3dtest::MakeStrip(4), *child = e3dtest::MakeStrip(3);
-    E3DMesh *grown = e3dtest::MakeGrownStrip(2);
-    AttachChildToNode(&parent->node, &grown->node);
-    AttachChildToNode(&grown->node, &child->node);
-    EXPECT_EQ(grown->sortEntries, nullptr) << "still marked as grown";
-    DetachChildFromNode(&grown->node, &child->node);
-    EXPECT_EQ(grown->sortEntries, nullptr) << "still marked as grown";
-    AttachChildToNode(&grown->node, &child->node);
-    E3DMesh *v = ValidateMesh(grown);
-    ASSERT_NE(v, nullptr);
-    EXPECT_EQ(parent->node.childCount, 0);
-    EXPECT_EQ(parent->treePolygonCount, 4);
-    EXPECT_EQ(child->node.parent, nullptr);
-    EXPECT_EQ(child->treePolygonCount, 3);
-    EXPECT_EQ(v->node.parent, nullptr);
-    EXPECT_EQ(v->node.childCount, 0);
-    EXPECT_EQ(v->treePolygonCount, 2);
-    DeleteMesh(v);
-    DeleteMesh(child);
-    DeleteMesh(parent);
-    leaks.Check();
-}
-
-TEST(Mesh, ValidateKeepsOrDeletesTheMesh) {
-    LeakCheck leaks;
-    // One-block mesh with an unset (degenerate) triangle: null, mesh alive.
-    E3DMesh *m = CreateMesh(3, 2, 0);
+    // A one-block mesh with a degenerate triangle is refused and kept; then validated in place.
+    m = CreateMesh(3, 2, 0);
     SetMeshTriPolygon(m, 0, 0, 1, 2, 0, 0);
     EXPECT_EQ(ValidateMesh(m), nullptr);
     EXPECT_EQ(m->meshKind, 0);
-    // Once the triangle is set, the same record is validated in place.
     SetMeshTriPolygon(m, 1, 2, 1, 0, 0, 0);
     EXPECT_EQ(ValidateMesh(m), m);
     EXPECT_EQ(m->meshKind, 1);
     DeleteMesh(m);
-    // Grown mesh without triangles: deleted (the leak check proves it).
-    E3DMesh *g = CreateMesh(0, 0, 0);
-    AddMeshVertex(g, 0, 0, 0);
-    EXPECT_EQ(ValidateMesh(g), nullptr);
-    // Grown mesh whose added triangle was refused: the old mesh stays.
-    E3DMesh *bad = CreateMesh(0, 0, 0);
-    AddMeshVertex(bad, 0, 0, 0);
-    AddMeshVertex(bad, 1, 0, 0);
-    AddMeshVertex(bad, 0, 1, 0);
-    EXPECT_EQ(AddMeshTriPolygon(bad, 0, 0, 1, 0, 0), 0);
-    EXPECT_EQ(bad->polygonCount, 1);
-    EXPECT_EQ(ValidateMesh(bad), nullptr);
-    EXPECT_EQ(bad->vertexCount, 3);
-    DeleteMesh(bad);
-    leaks.Check();
-}
-
-TEST(Mesh, ValidateRedirectsBackMaterialOnTheFrontTest) {
-    E3DMesh *m = e3dtest::MakeGrownStrip(2);
-    E3DMaterial other{};
-    m->polygons[0].backMaterial = &other;  // front still the default
-    m->polygons[1].material = &other;      // back still the default
-    E3DMesh *v = ValidateMesh(m);
-    ASSERT_NE(v, nullptr);
-    EXPECT_EQ(v->polygons[0].backMaterial, &v->defaultMaterial);
-    EXPECT_EQ(v->polygons[1].material, &other);
-    // The front test failed, so the rule leaves the back pointer alone; but
-    // it named the old record's material, which validation frees, and the
-    // guard moves it to the new record's rather than leave it dangling.
-    EXPECT_EQ(v->polygons[1].backMaterial, &v->defaultMaterial);
-    DeleteMesh(v);
-}
-
-TEST(Mesh, SkeletonAndNames) {
-    LeakCheck leaks;
-    E3DMesh *m = CreateMesh(5, 1, 0);
-    auto *skeleton = reinterpret_cast<E3DSkeleton *>(m);  // any non-null tag
-    EXPECT_EQ(AssignSkeletonToMesh(m, skeleton), 1);
-    EXPECT_EQ(m->skeleton, skeleton);
-    for (int i = 0; i < 20; ++i) EXPECT_EQ(m->skinWeights[i], 0u);
-    EXPECT_EQ(AssignSkeletonToMesh(m, skeleton), 1);
-    RemoveSkeletonFromMesh(m);
-    EXPECT_EQ(m->skinWeights, nullptr);
-    HostMemoryFailNth(1);
-    EXPECT_EQ(AssignSkeletonToMesh(m, skeleton), 0);
-    HostMemoryFailNth(0);
-    EXPECT_EQ(m->skeleton, nullptr);
-    char *end = SetMeshName(m, "Teapot");
-    EXPECT_STREQ(m->name, "Teapot");
-    EXPECT_EQ(end, m->name + 6);
-    EXPECT_EQ(SetMeshName(m, nullptr), nullptr);
-    EXPECT_EQ(SetMeshName(nullptr, "x"), nullptr);
-    const char *longName = "a name of forty characters, far too long";
-    end = SetMeshName(m, longName);
-    EXPECT_EQ(end, m->name + 31);
-    EXPECT_EQ(std::strncmp(m->name, longName, 31), 0);
-    EXPECT_EQ(m->viewport, nullptr) << "the field behind the name is untouched";
-    EXPECT_EQ(AssignVertexInfluence(m, 0, 0, 1.0f), 1);
-    EXPECT_EQ(CheckWeightedVertices(m), 1);
-    RemoveVertexInfluence(m, 0, 0);
+    // A grown mesh without triangles is deleted; one whose added triangle was refused stays.
+    m = CreateMesh(0, 0, 0);
+    AddMeshVertex(m, 0, 0, 0);
+    EXPECT_EQ(ValidateMesh(m), nullptr);
+    m = e3dtest::MakeGrownStrip(1);
+    AddMeshTriPolygon(m, 0, 0, 1, 0, 0);
+    EXPECT_EQ(ValidateMesh(m), nullptr);
     DeleteMesh(m);
     leaks.Check();
-}
-
-TEST(Mesh, EveryFailedAllocationLeavesNothing) {
-    // The block and the sort buffer must both be had; the sort's scratch
-    // array (third) is not needed to start from the identity order.
-    EXPECT_EQ(e3dtest::ForEachAllocationFailure<E3DMesh>([] { return CreateMesh(10, 4, 0); },
-                                                          [](E3DMesh *m) { DeleteMesh(m); }, false),
-              3);
-    for (int k = 1; k <= 2; ++k) {
-        HostMemoryFailNth(k);
-        EXPECT_EQ(CreateMesh(10, 4, 0), nullptr);
-        HostMemoryFailNth(0);
-    }
-    EXPECT_EQ(e3dtest::ForEachAllocationFailure<E3DMesh>([] { return CreateMesh(0, 0, 0); },
-                                                          [](E3DMesh *m) { DeleteMesh(m); }),
-              1);
-    // Validation: every failure gives null and frees all, or succeeds.
-    for (int k = 1; k < 40; ++k) {
-        LeakCheck leaks;
-        E3DMesh *cube = e3dtest::MakeCube(1.0f, true);
-        HostMemoryFailNth(k);
-        E3DMesh *v = ValidateMesh(cube);
-        const bool used = HostMemoryPendingFailure() == 0;
-        HostMemoryFailNth(0);
-        if (v) {
-            DeleteMesh(v);
-        } else {
-            EXPECT_TRUE(used);
-        }
-        leaks.Check();
-        if (!used) break;
-    }
 }

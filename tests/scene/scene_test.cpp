@@ -1,164 +1,100 @@
-// Scenes: membership, totals and polygon lists, active camera, the viewport
-// binding, search, and both deletion orders.
-#include <gtest/gtest.h>
-
-#include "engine3d.h"
-#include "support/memory_check.h"
-#include "support/mesh_builders.h"
-
-using e3dtest::LeakCheck;
-using e3dtest::MakeStrip;
+// Scenes: membership, totals and polygon lists, trees, cameras, search and deletion.
+#include "support/scene_fixture.h"
 
 using e3dtest::MakeCamera;
-using e3dtest::MakeOmni;
+using e3dtest::MakeStrip;
+using std::tuple;
 
-TEST(Scene, TotalsAndPolygonList) {
-    LeakCheck leaks;
+TEST(Scene, TotalsPolygonListsAndSearch) {
     E3DScene *s = CreateScene();
-    E3DMesh *a = MakeStrip(12), *b = MakeStrip(30);
+    E3DMesh *a = MakeStrip(12), *b = MakeStrip(30), *inactive = CreateMesh(3, 1, 0);
     EXPECT_EQ(AssignMeshToScene(s, a, 0), a);
     EXPECT_EQ(AssignMeshToScene(s, b, 0), b);
-    EXPECT_EQ(s->polygonTotal, 42);
-    EXPECT_EQ(s->sortCapacity, 42);
-    EXPECT_EQ(s->vertexTotal, 14 + 32);
-    EXPECT_EQ(s->sortBuffer[41], 41u);
-    EXPECT_EQ(a->sortBuffer, nullptr) << "a mesh in a scene sorts through the scene";
-    EXPECT_EQ(AssignMeshToScene(s, a, 0), nullptr);
+    EXPECT_EQ(tuple(s->polygonTotal, s->sortCapacity, s->vertexTotal, s->sortBuffer[41], s->flags),
+              tuple(42, 42, 46, 41u, 1u));
+    EXPECT_EQ(tuple(a->sortBuffer, AssignMeshToScene(s, a, 0), AssignMeshToScene(s, inactive, 0)),
+              tuple(nullptr, nullptr, nullptr)) << "a mesh in a scene sorts through the scene";
+    SetMeshName(b, "floor");
+    EXPECT_EQ(tuple(SearchMeshByIndex(s, 1), SearchMeshByIndex(s, 2), SearchLightByIndex(s, -1)), tuple(b, nullptr, nullptr));
+    EXPECT_EQ(tuple(SearchMeshByName(s, "floor"), SearchMeshByName(s, "")), tuple(b, nullptr));
     EXPECT_EQ(IsMeshAssigned(a), 1);
     EXPECT_EQ(RemoveMeshFromScene(s, a, 0), 1);
-    EXPECT_EQ(s->polygonTotal, 30);
-    EXPECT_EQ(a->sortCapacity, 12) << "back to a list of its own";
-    EXPECT_EQ(RemoveMeshFromScene(s, a, 0), 0);
-    EXPECT_EQ(IsMeshAssigned(a), 0);
-    E3DMesh *inactive = CreateMesh(3, 1, 0);
-    EXPECT_EQ(AssignMeshToScene(s, inactive, 0), nullptr);
-    DeleteMesh(inactive);
-    DeleteMesh(a);
-    DeleteScene(s);  // deletes b
-    leaks.Check();
+    EXPECT_EQ(tuple(s->polygonTotal, s->vertexTotal, s->flags, a->sortCapacity), tuple(30, 32, 1u, 12));
+    EXPECT_EQ(tuple(RemoveMeshFromScene(s, a, 0), IsMeshAssigned(a)), tuple(0, 0));
+    e3dtest::DeleteAll(inactive, a, s);
 }
 
 TEST(Scene, TreesEnterThroughTheirRootAndTrackAttachments) {
-    LeakCheck leaks;
-    E3DScene *s = CreateScene();
+    e3dtest::LeakCheck leaks;
+    E3DScene *s = CreateScene(), *t = CreateScene();
     E3DMesh *root = MakeStrip(20), *child = MakeStrip(10), *other = MakeStrip(4);
     AttachChildToNode(&root->node, &other->node);
     EXPECT_EQ(AssignMeshToScene(s, other, 0), root) << "a child brings its root";
-    EXPECT_EQ(AssignMeshToScene(s, root, 0), nullptr) << "the tree is in already";
-    EXPECT_EQ(s->polygonTotal, 24);
-    // A 10-polygon mesh under the scene-held 20-polygon root.
+    // A 10-polygon mesh held by two scenes goes under the root only the first holds.
     AssignMeshToScene(s, child, 0);
-    EXPECT_EQ(s->polygonTotal, 34);
+    AssignMeshToScene(t, child, 0);
     AttachChildToNode(&root->node, &child->node);
-    EXPECT_EQ(root->treePolygonCount, 34);
-    EXPECT_EQ(GetSceneNumberOfMeshes(s), 1) << "the child left the scene's list";
-    EXPECT_EQ(s->polygonTotal, 34);
-    EXPECT_EQ(s->sortCapacity, 34);
+    EXPECT_EQ(tuple(root->treePolygonCount, GetSceneNumberOfMeshes(s)), tuple(34, 1));
+    EXPECT_EQ(tuple(s->polygonTotal, s->sortCapacity, s->vertexTotal, s->flags), tuple(34, 34, 22, 1u));
+    EXPECT_EQ(tuple(GetSceneNumberOfMeshes(t), t->polygonTotal, t->sortCapacity, t->flags), tuple(0, 0, 0, 1u));
     DetachChildFromNode(&root->node, &child->node);
-    EXPECT_EQ(s->polygonTotal, 24);
-    EXPECT_EQ(child->sortCapacity, 10);
-    DeleteMesh(child);
-    DeleteScene(s);
+    EXPECT_EQ(tuple(s->polygonTotal, s->flags, child->sortCapacity), tuple(24, 1u, 10));
+    EXPECT_EQ(DetachChildFromNode(&root->node, &other->node), 1) << "the only child";
+    EXPECT_EQ(tuple(root->node.childCount, other->node.parent, s->polygonTotal), tuple(0, nullptr, 20));
+    // Outside every scene the root's own list grows by what it takes in: the
+    // two lists it replaces held as many entries; the root gains a child array.
+    RemoveMeshFromScene(s, root, 0);
+    ReleaseRadixSort();
+    const int64_t bytes = e3dtest::MemoryStats().liveBytes;
+    AttachChildToNode(&root->node, &child->node);
+    ReleaseRadixSort();
+    EXPECT_EQ(e3dtest::MemoryStats().liveBytes, bytes + int64_t(sizeof(E3DNode *)));
+    EXPECT_EQ(root->sortCapacity, 30);
+    e3dtest::DeleteAll(other, root, s, t);
     leaks.Check();
 }
 
+// A removed active camera hands over to the first; a viewport's joins only with none active.
 TEST(Scene, ActiveCameraRules) {
-    LeakCheck leaks;
     E3DScene *s = CreateScene();
-    E3DCamera *c0 = MakeCamera(), *c1 = MakeCamera(), *c2 = MakeCamera();
-    EXPECT_EQ(GetActiveSceneCamera(s), nullptr);
-    EXPECT_EQ(GetActiveSceneCamera(nullptr), nullptr);
-    AssignCameraToScene(s, c0);
-    AssignCameraToScene(s, c1);
-    EXPECT_EQ(AssignCameraToScene(s, c1), 0);
-    AssignCameraToScene(s, c2);
+    E3DCamera *c0 = MakeCamera(), *c1 = MakeCamera(), *c2 = MakeCamera(), *outsider = MakeCamera();
+    for (E3DCamera *c : {c0, c1, c2}) AssignCameraToScene(s, c);
     SetActiveSceneCamera(s, c2);
-    EXPECT_EQ(GetActiveSceneCamera(s), c2);
-    E3DCamera *outsider = MakeCamera();
     SetActiveSceneCamera(s, outsider);
-    EXPECT_EQ(GetActiveSceneCamera(s), c2);
-    EXPECT_EQ(RemoveCameraFromScene(s, c0), 1);  // index 2 no longer exists
+    EXPECT_EQ(RemoveCameraFromScene(s, c0), 1);  // index 2 is gone
     EXPECT_EQ(GetActiveSceneCamera(s), c1);
     SetActiveSceneCamera(s, c2);
-    RemoveCameraFromScene(s, c2);
-    EXPECT_EQ(GetActiveSceneCamera(s), c1) << "the removed active camera hands over to the first";
-    RemoveCameraFromScene(nullptr, c1);
-    EXPECT_EQ(s->activeCamera, -1);
-    // The viewport's camera joins only when no camera is active.
+    RemoveCameraFromScene(nullptr, c2);
+    EXPECT_EQ(GetActiveSceneCamera(s), c1);
     E3DViewport *v = CreateViewport(nullptr, 8, 8, 0, 1);
     SetViewportCamera(v, outsider);
-    AssignCameraToScene(s, c0);
-    SetActiveSceneCamera(s, c0);
     SetSceneViewport(s, v);
-    EXPECT_EQ(GetSceneNumberOfCameras(s), 1);
+    EXPECT_EQ(tuple(GetSceneViewport(s), GetSceneNumberOfCameras(s)), tuple(v, 1));
     SetActiveSceneCamera(s, nullptr);
     SetSceneViewport(s, v);
-    EXPECT_EQ(GetActiveSceneCamera(s), outsider);
-    EXPECT_EQ(GetSceneViewport(s), v);
-    SetSceneViewport(s, nullptr);
-    EXPECT_EQ(GetSceneViewport(s), nullptr);
+    EXPECT_EQ(tuple(GetActiveSceneCamera(s), GetSceneNumberOfCameras(s)), tuple(outsider, 2));
     DeleteViewport(v);
-    DeleteCamera(c1);
-    DeleteCamera(c2);
-    DeleteScene(s);  // deletes c0 and outsider
-    leaks.Check();
+    e3dtest::DeleteAll(c0, c2, s);  // deletes c1 and outsider
 }
 
-TEST(Scene, SearchByIndexAndName) {
-    E3DScene *s = CreateScene();
-    E3DMesh *m = MakeStrip(1);
-    AssignMeshToScene(s, m, 0);
-    E3DLight *l = MakeOmni();
-    AssignLightToScene(s, l, 0);
-    EXPECT_EQ(SearchMeshByIndex(s, 0), m);
-    EXPECT_EQ(SearchMeshByIndex(s, 1), nullptr);
-    EXPECT_EQ(SearchLightByIndex(s, -1), nullptr);
-    EXPECT_EQ(SearchMeshByName(s, ""), nullptr) << "empty names never match";
-    SetMeshName(m, "floor");
-    EXPECT_EQ(SearchMeshByName(s, "floor"), m);
-    EXPECT_EQ(SearchLightByName(s, l->name), l);
-    EXPECT_EQ(SearchLightByName(s, nullptr), nullptr);
-    EXPECT_EQ(GetSceneNumberOfLights(s), 1);
-    DeleteScene(s);
-}
-
-TEST(Scene, DeleteSparesBoundObjectsAndWholeDeleteDoesNot) {
-    LeakCheck leaks;
-    E3DScene *s = CreateScene();
+TEST(Scene, DeleteSparesBoundObjectsAndTheChainHolds) {
+    e3dtest::LeakCheck leaks;
+    E3DScene *s = CreateScene(), *w = CreateScene(), *x = CreateScene();
     E3DMesh *bound = MakeStrip(3), *free = MakeStrip(3);
     AssignMeshToScene(s, bound, 0);
     AssignMeshToScene(s, free, 0);
     SetMeshTvObject(bound, 1);
-    E3DCamera *cam = MakeCamera();
-    AssignCameraToScene(s, cam);
+    AssignCameraToScene(s, MakeCamera());
+    // Listed twice: the first deletion drops both entries.
+    E3DMaterial *twice = CreateMaterial(GetMeshDefaultMaterial(bound));
+    AssignMaterialToScene(s, twice);
+    AddListElement(&s->materials, twice);
+    DeleteScene(w);
+    EXPECT_EQ(tuple(s->next, x->prev), tuple(x, s));
     DeleteScene(s);
-    EXPECT_EQ(IsMeshAssigned(bound), 0);
-    EXPECT_EQ(bound->polygonCount, 3) << "a bound mesh survives";
+    EXPECT_EQ(x->prev, nullptr);
+    EXPECT_EQ(tuple(IsMeshAssigned(bound), bound->polygonCount), tuple(0, 3)) << "a bound mesh survives";
     SetMeshTvObject(bound, 0);
-    // A populated scene deleted whole leaves nothing behind.
-    E3DScene *w = CreateScene();
-    AssignMeshToScene(w, bound, 1);
-    E3DLight *l = MakeOmni();
-    l->hostObject = 9;
-    AssignLightToScene(w, l, 1);
-    AssignCameraToScene(w, MakeCamera());
-    E3DMaterial *mat = CreateMaterial(GetMeshDefaultMaterial(bound));
-    mat->hostObject = 3;
-    AssignMaterialToScene(w, mat);
-    E3DSkeleton *sk = CreateSkeleton();
-    AssignSkeletonToScene(w, sk);
-    DeleteWholeScene(w);
+    e3dtest::DeleteAll(bound, x);
     leaks.Check();
-}
-
-TEST(Scene, ChainLinks) {
-    E3DScene *a = CreateScene(), *b = CreateScene(), *c = CreateScene();
-    EXPECT_EQ(a->next, b);
-    EXPECT_EQ(c->prev, b);
-    DeleteScene(b);
-    EXPECT_EQ(a->next, c);
-    EXPECT_EQ(c->prev, a);
-    DeleteScene(a);
-    EXPECT_EQ(c->prev, nullptr);
-    DeleteScene(c);
 }
