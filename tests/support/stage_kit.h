@@ -94,6 +94,15 @@ inline E3DLight *AddOmni(E3DScene *scene, float x, float y, float z, float inten
     return l;
 }
 
+// A warm directional light at (x, y, z) aimed at (tx, ty, tz), switched on.
+inline E3DLight *AddSun(E3DScene *scene, float x, float y, float z, float tx, float ty, float tz, float intensity) {
+    const float at[3] = {x, y, z}, aim[3] = {tx, ty, tz}, warm[4] = {1, 0.85f, 0.7f, 0};
+    E3DLight *l = CreateDirectLight(at, aim, warm, intensity, 0);
+    SetLightStatus(l, 1, 0);
+    AssignLightToScene(scene, l, 1);
+    return l;
+}
+
 inline void SetLook(E3DMesh *m, uint32_t shade, float shininess, float level) {
     E3DMaterial *mat = GetMeshDefaultMaterial(m);
     SetMaterialColor(mat, 0, 10.0f, 20.0f, 30.0f);
