@@ -8,6 +8,7 @@
 #include "core/live_objects.h"
 #include "engine3d.h"
 #include "support/memory_check.h"
+#include "support/mesh_builders.h"
 
 namespace {
 
@@ -24,14 +25,8 @@ TEST(Viewport, OwnBufferIsDoubledWhileScissorAndPitchAreNotAndSurfacesAreBorrowe
     const int64_t before = e3dtest::MemoryStats().liveBytes;
     E3DViewport *v = CreateViewport(nullptr, 160, 120, 0, 1);
     ASSERT_NE(v, nullptr);
-    EXPECT_EQ(v->width, 320.0f);
-    EXPECT_EQ(v->height, 240.0f);
-    EXPECT_EQ(v->pitch, 160u);
-    EXPECT_EQ(v->centerX, 160.0f);
-    EXPECT_EQ(v->centerY, 120.0f);
-    EXPECT_EQ(v->flags, 0x44u);
-    EXPECT_EQ(v->yScale, -1.0f);
-    EXPECT_EQ(v->aspect, -1.0f);
+    EXPECT_TRUE(v->width == 320.0f && v->height == 240.0f && v->pitch == 160u && v->flags == 0x44u);
+    EXPECT_TRUE(v->centerX == 160.0f && v->centerY == 120.0f && v->yScale == -1.0f && v->aspect == -1.0f);
     EXPECT_EQ(v->reserved13, 32768u);
     EXPECT_EQ(e3dtest::MemoryStats().liveBytes - before, int64_t(e3d::kViewportBlockBytes) + 153600);
     EXPECT_EQ(Scissor(v), (std::vector<float>{0, 160, 0, 120}));
@@ -54,12 +49,8 @@ TEST(Viewport, OwnBufferIsDoubledWhileScissorAndPitchAreNotAndSurfacesAreBorrowe
         surface.pitch = c.pitch, surface.width = c.surfaceW, surface.height = c.surfaceH;
         E3DViewport *s = CreateViewport(&surface, c.w, c.h, 1, 0);
         EXPECT_EQ(s != nullptr, c.made) << c.w << " x " << c.h << " pitch " << c.pitch;
-        if (s) {
-            EXPECT_EQ(s->frameBuffer, pixels.data());
-            EXPECT_EQ(s->pitch, uint32_t(c.pitch / 2));
-            EXPECT_EQ(s->flags, 0x4u | 0x18u);
-            EXPECT_NEAR(s->aspect, -(float(c.h) * 4.0f) / (float(c.w) * 3.0f), 1e-7);
-        }
+        EXPECT_TRUE(!s || (s->frameBuffer == pixels.data() && s->pitch == uint32_t(c.pitch / 2) && s->flags == 0x1Cu &&
+                           s->aspect == -(float(c.h) * 4.0f) / (float(c.w) * 3.0f)));
         DeleteViewport(s);  // frees depth and record, not the caller's pixels
     }
     EXPECT_EQ(CreateViewport(nullptr, 0, 48, 0, 1), nullptr);
@@ -90,9 +81,6 @@ TEST(Viewport, ScissorTypeAndDepthState) {
     EXPECT_EQ(GetViewportType(v), 2u);
     SetViewportType(v, 1);  // only the low bits are cleared: the enable bit stays
     EXPECT_EQ(v->flags, 0x80000005u);
-    E3DMaterial m{};
-    EXPECT_EQ(SetViewportMaterial(v, &m), &m);
-    EXPECT_EQ(SetViewportCamera(v, nullptr), static_cast<void *>(v));
     EXPECT_EQ(SetViewportDepthState(v, 0), 0);  // nothing to free
     const int64_t allocations = e3dtest::MemoryStats().allocations;
     EXPECT_EQ(SetViewportDepthState(v, 1), 1);
@@ -116,8 +104,7 @@ TEST(Viewport, ScissorTypeAndDepthState) {
     ClearViewportDepthBuffer(v, 9);
     EXPECT_EQ(v->depthBuffer[0], 5);
     EXPECT_EQ(SetViewportDepthState(v, 0), 0);
-    EXPECT_EQ(v->depthBuffer, nullptr);
-    EXPECT_EQ(v->flags & 0x18u, 0u);
+    EXPECT_TRUE(v->depthBuffer == nullptr && (v->flags & 0x18u) == 0);
     ClearViewportDepthBuffer(v, 0);  // no buffer: nothing happens
     DeleteViewport(v);
     leaks.Check();
@@ -131,8 +118,7 @@ TEST(Viewport, FailedAllocationsLeaveNothingBehind) {
     E3DViewport *v = CreateViewport(nullptr, 64, 48, 1, 1);
     HostMemoryFailNth(0);
     ASSERT_NE(v, nullptr);
-    EXPECT_EQ(v->depthBuffer, nullptr);
-    EXPECT_EQ(v->flags & 0x18u, 0u);
+    EXPECT_TRUE(v->depthBuffer == nullptr && (v->flags & 0x18u) == 0);
     DeleteViewport(v);
 }
 
@@ -150,8 +136,7 @@ TEST(Viewport, PaddedSurfaceDrawsEveryRowInBothPasses) {
         E3DViewport *v = CreateViewport(&surface, kWidth, kHeight, depth, 0);
         ASSERT_NE(v, nullptr);
         SetViewportType(v, 0x80000001u);
-        const float eye[3] = {0, 0, 0}, target[3] = {0, 0, 1};
-        E3DCamera *camera = CreateCamera(eye, target, 0, 60, 1);
+        E3DCamera *camera = e3dtest::MakeCamera(0, 0, 0, 0, 0, 1);
         E3DScene *scene = CreateScene();
         AssignCameraToScene(scene, camera);
         SetActiveSceneCamera(scene, camera);
@@ -159,11 +144,11 @@ TEST(Viewport, PaddedSurfaceDrawsEveryRowInBothPasses) {
         E3DMesh *m = CubeCreate(100.0f, nullptr, 0x00FF00);
         ActivateMesh(m);
         SetMeshShadeMode(&m->node, 1);
-        SetMeshModelPosition(m, 0, 0, 60);
+        SetMeshModelPosition(m, 0, 0, 70);
         AssignMeshToScene(scene, m, 0);
         DrawScene(scene);
         std::fill(pixels.begin(), pixels.end(), 0x0421);
-        if (depth) ClearViewportDepthBuffer(v, 0);
+        ClearViewportDepthBuffer(v, 0);
         DrawScene(scene);  // again: every row's depth must have been reset
         for (int y = 0; y < kHeight; ++y)
             for (int x = 0; x < kPitch; ++x)
