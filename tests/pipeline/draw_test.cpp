@@ -1,15 +1,10 @@
-// Frames end to end: traversal, stages, dispatch, clipping and the render
-// modes.
+// Frames end to end: traversal, stages, dispatch, clipping, render modes.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
-#include <vector>
 
-#include "engine3d.h"
 #include "pipeline/dispatch.h"
 #include "raster/pixel.h"
-#include "raster/raster.h"
 #include "shading/vertex_stages.h"
 #include "support/stage_kit.h"
 
@@ -18,16 +13,13 @@ using namespace e3dtest;
 namespace {
 
 struct Call {
-    E3DPolygon polygon;
-    E3DVertex vertices[3];
-    E3DPolygon *address;
+    E3DPolygon polygon, *address;
+    float invDepth[3];
 };
 std::vector<Call> g_calls;
 
 void Recorder(E3DPolygon *p, E3DVertex *v) {
-    Call c{*p, {}, p};
-    for (int j = 0; j < 3; ++j) c.vertices[j] = v[p->vertex[j]];
-    g_calls.push_back(c);
+    g_calls.push_back({*p, p, {v[p->vertex[0]].invDepth, v[p->vertex[1]].invDepth, v[p->vertex[2]].invDepth}});
 }
 
 void Dispatch(E3DMesh *m, uint32_t mode) {
@@ -37,13 +29,14 @@ void Dispatch(E3DMesh *m, uint32_t mode) {
 }
 
 // A grid of n x n cells facing the camera at depth 10, both sides drawn.
-E3DMesh *FacingGrid(uint32_t mode, float size = 4.0f, int n = 4) {
+E3DMesh *FacingGrid(E3DScene *scene, uint32_t mode, float size = 4.0f, int n = 4) {
     E3DMesh *g = GridCreate(size, nullptr, n, n, 0xFFFFFF);
     ActivateMesh(g);
     SetMeshModelPosition(g, 0.0f, 0.0f, 10.0f);
     SetMeshRenderMode(&g->node, mode);
     SetMeshShadeMode(&g->node, 1);
     SetMeshCullMode(&g->node, 8);
+    AssignMeshToScene(scene, g, 0);
     return g;
 }
 
@@ -93,50 +86,36 @@ TEST(Frame, OpaqueDepthFrameSortsNothingAndSeeThroughIsDrawnBackToFront) {
     }
 }
 
-TEST(Frame, OffScreenMeshesAreSkippedAndNearCrossingsClampedAndCut) {
-    Stage s(true);
-    E3DMesh *left = Square(1.0f, 10.0f, 0xFF0000, -50.0f);
-    E3DMesh *crossing = CreateMesh(3, 1, 0x00FF00);
-    SetMeshVertex(crossing, 0, 0, 0, -5);  // behind the camera
-    SetMeshVertex(crossing, 1, -1, 1, 10);
-    SetMeshVertex(crossing, 2, 1, 1, 10);
-    SetMeshTriPolygon(crossing, 0, 0, 1, 2, 0, 0);
-    crossing = ValidateMesh(crossing);
-    SetMeshShadeMode(&crossing->node, 1);
-    SetMeshCullMode(&crossing->node, 0x08);
-    AssignMeshToScene(s.scene, left, 0);
-    AssignMeshToScene(s.scene, crossing, 0);
-    DrawScene(s.scene);
-    EXPECT_TRUE((left->state & 0x20000u) && (crossing->state & 0x80000u) && s.Written() > 0);
-    EXPECT_EQ(e3d::g_projection.project, e3d::ProjectVertexClamped);
-    EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 1);
-    EXPECT_EQ(crossing->vertices[0].clipCode, 0x10u);
-    // Dispatched, the crossing triangle becomes two fan triangles in front of near.
-    Dispatch(crossing, 0x700001);
-    ASSERT_EQ(g_calls.size(), 2u);
-    for (const Call &c : g_calls)
-        for (const E3DVertex &v : c.vertices) EXPECT_TRUE(v.invDepth >= 0.0f && v.invDepth <= 1.0f);
-    EXPECT_TRUE(s.GuardsIntact());
-}
-
-TEST(Frame, SharedVertexIsProjectedOnceAndKeysUseTheStoredDepth) {
-    // Painter's path: vertex 0, behind near, is shared by both triangles. The
-    // first key adds near (1) for it, the second its stored depth (-5).
-    Stage s(false);
-    E3DMesh *m = CreateMesh(4, 2, 0xFFFFFF);
-    const float at[4][3] = {{0, 0, -5}, {-1, 1, 10}, {1, 1, 10}, {1, -1, 10}};
-    for (int i = 0; i < 4; ++i) SetMeshVertex(m, i, at[i][0], at[i][1], at[i][2]);
-    SetMeshTriPolygon(m, 0, 0, 1, 2, 0, 0);
-    SetMeshTriPolygon(m, 1, 0, 2, 3, 0, 0);
-    m = ValidateMesh(m);
-    SetMeshShadeMode(&m->node, 1);
-    SetMeshCullMode(&m->node, 0x08);
-    AssignMeshToScene(s.scene, m, 0);
-    DrawScene(s.scene);
-    ASSERT_EQ(s.scene->count, 2);
-    const float k0 = s.scene->sortEntries[0].key, k1 = s.scene->sortEntries[1].key;
-    EXPECT_FLOAT_EQ(std::max(k0, k1), 1.0f + 10.0f + 10.0f);
-    EXPECT_FLOAT_EQ(std::min(k0, k1), -5.0f + 10.0f + 10.0f);
+TEST(Frame, OffScreenMeshesAreSkippedAndNearCrossingsClampedCutAndKeyed) {
+    // Two triangles sharing vertex 0, behind the camera, and a square far
+    // off to the left.
+    for (bool depth : {true, false}) {
+        Stage s(depth);
+        E3DMesh *left = Square(1.0f, 10.0f, 0xFF0000, -50.0f), *m = CreateMesh(4, 2, 0x00FF00);
+        const float at[4][3] = {{0, 0, -5}, {-1, 1, 10}, {1, 1, 10}, {1, -1, 10}};
+        for (int i = 0; i < 4; ++i) SetMeshVertex(m, i, at[i][0], at[i][1], at[i][2]);
+        SetMeshTriPolygon(m, 0, 0, 1, 2, 0, 0);
+        SetMeshTriPolygon(m, 1, 0, 2, 3, 0, 0);
+        m = ValidateMesh(m);
+        SetMeshShadeMode(&m->node, 1);
+        SetMeshCullMode(&m->node, 0x08);
+        AssignMeshToScene(s.scene, left, 0);
+        AssignMeshToScene(s.scene, m, 0);
+        DrawScene(s.scene);
+        EXPECT_TRUE((left->state & 0x20000u) && (m->state & 0x80000u) && s.Written() > 20 && s.GuardsIntact());
+        EXPECT_EQ(e3d::g_projection.project, e3d::ProjectVertexClamped);
+        EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 1);
+        EXPECT_EQ(m->vertices[0].clipCode, 0x10u);
+        if (!depth) {  // projected once: the first key adds near (1) for it, the second its stored depth
+            ASSERT_EQ(s.scene->count, 2);
+            const float k0 = s.scene->sortEntries[0].key, k1 = s.scene->sortEntries[1].key;
+            EXPECT_TRUE(std::max(k0, k1) == 1.0f + 20.0f && std::min(k0, k1) == -5.0f + 20.0f) << k0 << " " << k1;
+        }
+        Dispatch(m, 0x700001);  // the crossing triangle becomes two fan triangles in front of near
+        ASSERT_EQ(g_calls.size(), 2u);
+        for (const Call &c : g_calls)
+            for (float w : c.invDepth) EXPECT_TRUE(w >= 0.0f && w <= 1.0f);
+    }
 }
 
 TEST(Frame, HiddenParentsListsAndDispatchEdges) {
@@ -200,9 +179,7 @@ TEST(Frame, HiddenParentsListsAndDispatchEdges) {
 TEST(RenderModes, WireShowsOnlyGridLinesAndDotsOnlyCorners) {
     for (bool depth : {true, false}) {
         Stage solid(depth), wire(depth), dots(depth);
-        AssignMeshToScene(solid.scene, FacingGrid(0x700000), 0);
-        AssignMeshToScene(wire.scene, FacingGrid(0x300000), 0);
-        AssignMeshToScene(dots.scene, FacingGrid(0x100000), 0);
+        FacingGrid(solid.scene, 0x700000), FacingGrid(wire.scene, 0x300000), FacingGrid(dots.scene, 0x100000);
         for (Stage *s : {&solid, &wire, &dots}) DrawScene(s->scene);
         // The grid spans about 22 pixels: five lines each way, 25 corners.
         EXPECT_TRUE(wire.Written() > 5 * 2 * 20 && wire.Written() < 5 * 2 * 24 && solid.Written() > 2 * wire.Written());
@@ -222,10 +199,9 @@ TEST(RenderModes, WireShowsOnlyGridLinesAndDotsOnlyCorners) {
         // A floor of lines from behind the eye into the distance is cut at
         // near, not dropped: lines reach the bottom rows.
         Stage floor(depth);
-        E3DMesh *g = FacingGrid(0x300000, 40.0f, 8);
+        E3DMesh *g = FacingGrid(floor.scene, 0x300000, 40.0f, 8);
         SetMeshModelOrientation(g, 90.0f, 0.0f, 0.0f);
         SetMeshModelPosition(g, 0.0f, -2.0f, 0.0f);
-        AssignMeshToScene(floor.scene, g, 0);
         DrawScene(floor.scene);
         int bottom = 0;
         for (int x = 0; x < kW; ++x) bottom += floor.At(x, kH - 1) != kBackground;
@@ -247,12 +223,8 @@ TEST(Frame, RandomScenesNeverWriteOutsideTheBuffers) {
             if (rng() % 10 == 0) p[rng() % 3] = specials[rng() % 7];
             SetMeshVertex(m, i, p[0], p[1], p[2]);
         }
-        for (int t = 0; t < 20; ++t) {
-            int a = int(rng() % 30), b, c;
-            do b = int(rng() % 30); while (b == a);
-            do c = int(rng() % 30); while (c == a || c == b);
-            SetMeshTriPolygon(m, t, a, b, c, 0, int(rng() % 4));
-        }
+        for (int t = 0, a = 0; t < 20; ++t, a = int(rng() % 30))  // three distinct corners
+            SetMeshTriPolygon(m, t, a, (a + 1 + int(rng() % 14)) % 30, (a + 15 + int(rng() % 14)) % 30, 0, int(rng() % 4));
         m = ValidateMesh(m);
         ASSERT_NE(m, nullptr);
         SetMeshShadeMode(&m->node, rng() % 2 ? 1 : 3);

@@ -59,89 +59,54 @@ E3DMesh *MixedTriangles(E3DScene *scene, int n, bool opaqueOnly) {
     return m;
 }
 
-// The mixed triangles, and a smooth lit cube drawn by the Gouraud filler.
-void Populate(Stage &stage, bool opaqueOnly) {
-    AssignMeshToScene(stage.scene, MixedTriangles(stage.scene, 800, opaqueOnly), 0);
-    E3DMesh *cube = ValidateMesh(MakeCube(1.5f, false, 0xC06030));
-    SetMeshShadeMode(&cube->node, 7);
-    SetMeshModelPosition(cube, 0.5f, 0.2f, 12.0f);
-    AssignMeshToScene(stage.scene, cube, 0);
-    AddOmni(stage.scene, -4, 3, 2, 0.8f, 2, 60, true);
-}
-
-// Replays entries in the order given into a cleared surface; counts those a
-// direct fill could have taken (the filler is one of `direct` and no corner
-// is clipped) and the rest.
-void Replay(Stage &stage, const std::vector<const E3DSortEntry *> &entries, bool depthPass,
-            std::initializer_list<e3d::TriangleFiller> direct, int &taken, int &others) {
-    std::fill(stage.pixels.begin(), stage.pixels.end(), kBackground);
-    if (depthPass) ClearViewportDepthBuffer(stage.viewport, 0);
-    e3d::SetRasterContext(stage.viewport, stage.camera);
-    for (const E3DSortEntry *e : entries) {
-        const uint32_t index = depthPass ? e3d::DepthPassFillerIndex(e->mode) : e3d::SortedPassFillerIndex(e->mode);
-        const e3d::TriangleFiller filler = e3d::FillerTable[e->mode & 7u][index];
-        const E3DVertex *v = e->mesh->vertices;
-        const int32_t *c = e->polygon->vertex;
-        const bool clipped = (v[c[0]].clipCode | v[c[1]].clipCode | v[c[2]].clipCode) != 0;
-        if (!clipped && std::find(direct.begin(), direct.end(), filler) != direct.end()) ++taken;
-        else ++others;
-        e3d::DispatchPolygon(e, filler);
-    }
-}
-
 }  // namespace
 
-TEST(PainterRecords, DrawLikeEveryEntryThroughItsFiller) {
-    Stage stage(false);
-    Populate(stage, false);
-    DrawScene(stage.scene);
-    const std::vector<uint16_t> drawn = stage.pixels;
-    const uint32_t count = uint32_t(stage.scene->count);
-    ASSERT_GT(count, 500u);
-    std::vector<uint32_t> order(count);
-    e3d::SortPolygonList(count, stage.scene->sortEntries, order.data());
-    std::vector<const E3DSortEntry *> entries;  // back to front
-    for (uint32_t i = count; i-- > 0;) entries.push_back(&stage.scene->sortEntries[order[i]]);
-    int flat = 0, others = 0;
-    Replay(stage, entries, false, {FlatSolidTriangle}, flat, others);
-    EXPECT_GT(flat, 250);
-    EXPECT_GT(others, 200);  // clipped, off-screen and Gouraud entries
-    EXPECT_GT(std::count_if(drawn.begin(), drawn.begin() + kW * kH, [](uint16_t p) { return p != kBackground; }),
-              kW * kH / 2);
-    ASSERT_EQ(drawn, stage.pixels);
-}
-
-// The depth pass with only opaque materials: every entry sits in the opaque
-// part at the back of the list, scenes drawn upward from the lowest slot and
-// single meshes (DrawMesh, through the mesh's own list) downward from the last.
-TEST(DepthPassDirectFills, DrawLikeEveryEntryThroughItsFiller) {
-    Stage stage(true);
-    Populate(stage, true);
-    E3DMesh *alone = MixedTriangles(stage.scene, 800, true);
-    SetMeshViewport(alone, stage.viewport);
-    SetViewportCamera(stage.viewport, stage.camera);
-    const int32_t *depth = stage.viewport->depthBuffer;
-    for (int pass = 0; pass < 2; ++pass) {
-        SCOPED_TRACE(pass == 0 ? "DrawScene" : "DrawMesh");
-        std::fill(stage.pixels.begin(), stage.pixels.end(), kBackground);
-        ClearViewportDepthBuffer(stage.viewport, 0);
-        const E3DSortEntry *list = pass ? alone->sortEntries : stage.scene->sortEntries;
-        const int32_t count = pass ? DrawMesh(alone) : (DrawScene(stage.scene), stage.scene->count);
-        const int32_t capacity = pass ? alone->sortCapacity : stage.scene->sortCapacity;
+// The painter's pass (back to front through the sorted list), the depth pass
+// with only opaque materials (every entry in the opaque part at the back of
+// the list, scenes drawn upward from the lowest slot) and DrawMesh (a mesh
+// outside any scene, through its own list, downward from the last slot).
+TEST(PainterRecordsAndDirectFills, DrawLikeEveryEntryThroughItsFiller) {
+    for (int pass = 0; pass < 3; ++pass) {
+        SCOPED_TRACE(pass);
+        const bool depthPass = pass > 0;
+        Stage stage(depthPass);
+        AssignMeshToScene(stage.scene, MixedTriangles(stage.scene, 800, depthPass), 0);
+        E3DMesh *cube = ValidateMesh(MakeCube(1.5f, false, 0xC06030));  // smooth and lit: the Gouraud filler
+        SetMeshShadeMode(&cube->node, 7);
+        SetMeshModelPosition(cube, 0.5f, 0.2f, 12.0f);
+        AssignMeshToScene(stage.scene, cube, 0);
+        AddOmni(stage.scene, -4, 3, 2, 0.8f, 2, 60, true);
+        E3DMesh *alone = MixedTriangles(stage.scene, 800, true);
+        SetMeshViewport(alone, stage.viewport);
+        SetViewportCamera(stage.viewport, stage.camera);
+        const E3DSortEntry *list = pass == 2 ? alone->sortEntries : stage.scene->sortEntries;
+        const int32_t count = pass == 2 ? DrawMesh(alone) : (DrawScene(stage.scene), stage.scene->count);
+        const int32_t capacity = pass == 2 ? alone->sortCapacity : stage.scene->sortCapacity;
+        ASSERT_TRUE(count > 500 && count <= capacity);
         const std::vector<uint16_t> drawn = stage.pixels;
-        const std::vector<int32_t> drawnDepth(depth, depth + kW * kH);
-        ASSERT_GT(count, 500);
-        ASSERT_LE(count, capacity);
-        std::vector<const E3DSortEntry *> entries;
-        for (int32_t k = 0; k < count; ++k) entries.push_back(&list[pass ? capacity - 1 - k : capacity - count + k]);
+        const int32_t *depth = stage.viewport->depthBuffer;
+        const std::vector<int32_t> drawnDepth(depth, depth + (depthPass ? kW * kH : 0));
+        std::vector<uint32_t> order(size_t(count), 0);
+        if (!depthPass) e3d::SortPolygonList(uint32_t(count), list, order.data());
+        std::fill(stage.pixels.begin(), stage.pixels.end(), kBackground);
+        if (depthPass) ClearViewportDepthBuffer(stage.viewport, 0);
+        e3d::SetRasterContext(stage.viewport, stage.camera);
         int direct = 0, others = 0;
-        Replay(stage, entries, true, {FlatSolidTriangleZ, GouraudSolidTriangleZ}, direct, others);
-        EXPECT_GT(direct, 250);
-        EXPECT_GT(others, 50);
-        EXPECT_GT(std::count_if(drawn.begin(), drawn.begin() + kW * kH, [](uint16_t p) { return p != kBackground; }),
-                  kW * kH / 3);
+        for (int32_t k = 0; k < count; ++k) {
+            const E3DSortEntry &e = list[pass == 0 ? order[size_t(count - 1 - k)] : pass == 1 ? capacity - count + k : capacity - 1 - k];
+            const uint32_t index = depthPass ? e3d::DepthPassFillerIndex(e.mode) : e3d::SortedPassFillerIndex(e.mode);
+            const e3d::TriangleFiller filler = e3d::FillerTable[e.mode & 7u][index];
+            const E3DVertex *v = e.mesh->vertices;
+            const int32_t *c = e.polygon->vertex;
+            const bool clipped = (v[c[0]].clipCode | v[c[1]].clipCode | v[c[2]].clipCode) != 0;
+            const bool fast = depthPass ? filler == FlatSolidTriangleZ || filler == GouraudSolidTriangleZ : filler == FlatSolidTriangle;
+            (fast && !clipped ? direct : others) += 1;
+            e3d::DispatchPolygon(&e, filler);
+        }
+        EXPECT_TRUE(direct > 250 && others > 50) << direct << " direct, " << others << " clipped, off-screen or Gouraud";
+        EXPECT_GT(std::count_if(drawn.begin(), drawn.begin() + kW * kH, [](uint16_t p) { return p != kBackground; }), kW * kH / 3);
         EXPECT_EQ(drawn, stage.pixels);
         EXPECT_TRUE(std::equal(drawnDepth.begin(), drawnDepth.end(), depth));
+        DeleteMesh(alone);
     }
-    DeleteMesh(alone);
 }

@@ -347,7 +347,8 @@ TEST(Skinning, CullingFollowsTheDeformedVertices) {
     // Random poses: whenever some deformed vertex lies on screen in front of
     // near, the mesh is not culled (its own box may well be off screen); one
     // at or behind near switches to the clamping projection; the skeleton's
-    // sphere encloses the deformed box.
+    // sphere encloses the deformed box. Now and then a pose that is not a
+    // number, infinite or huge: drawn or not, never outside the buffer.
     Stage s(true);
     E3DMesh *m = Ribbon(12, -3.0f, 3.0f, 12.0f);
     SetMeshShadeMode(&m->node, 1);
@@ -362,14 +363,17 @@ TEST(Skinning, CullingFollowsTheDeformedVertices) {
     const double focal = 32.0 / std::tan(30.0 * kRad);
     std::mt19937 rng(99);
     std::uniform_real_distribution<float> angle(-180.0f, 180.0f), shift(-14.0f, 14.0f);
+    const float wild[] = {std::nanf(""), INFINITY, -INFINITY, 1e30f, -1e30f};
     int culled = 0, onScreen = 0, crossing = 0, drawnPixels = 0;
     for (int trial = 0; trial < 400; ++trial) {
         for (const char *name : {"root", "elbow", "wrist"}) {
             Pose(k, name, angle(rng), angle(rng), angle(rng));
             Place(k, name, shift(rng), shift(rng), name[0] == 'r' ? 12.0f + shift(rng) : shift(rng) * 0.25f);
         }
+        if (trial % 10 == 9) Place(k, "wrist", wild[trial % 5], 0, wild[(trial / 10) % 5]);
         Redraw(s);
         ASSERT_TRUE(s.GuardsIntact());
+        if (trial % 10 == 9) continue;
         bool visible = false, nearOrBehind = false;
         float lo[3] = {INFINITY, INFINITY, INFINITY}, hi[3] = {-INFINITY, -INFINITY, -INFINITY};
         for (int v = 0; v < m->vertexCount; ++v) {
@@ -390,50 +394,4 @@ TEST(Skinning, CullingFollowsTheDeformedVertices) {
     EXPECT_TRUE(culled > 20 && onScreen > 20 && crossing > 20 && drawnPixels > 2000);
     RemoveSkeletonFromMesh(m);
     DeleteSkeleton(k);
-}
-
-TEST(Skinning, EditedSkeletonsMissingBonesAndBadPosesAreSurvived) {
-    for (bool depth : {true, false}) {
-        Stage s(depth);
-        E3DMesh *m = Ribbon(6, -3.0f, 3.0f, 10.0f, 0x00FF00);
-        SetMeshShadeMode(&m->node, 7);
-        E3DSkeleton *k = Arm(0.0f, 1.0f, 10.0f);
-        ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
-        for (int v = 0; v < m->vertexCount; ++v) Weigh(m, v, v % 3, 0.5f, (v + 1) % 3, 0.5f);
-        AssignMeshToScene(s.scene, m, 0);
-        Pose(k, "elbow", 0.0f, 0.0f, -30.0f);
-        Redraw(s);
-        EXPECT_GT(s.Written(), 100);
-        // The root re-attached: one bone left; weight on the former bones
-        // now follows the mesh, and so does a bone that never existed.
-        ASSERT_EQ(AttachBoneToSkeleton(k, nullptr, CreateBone(), "again"), 1);
-        ASSERT_EQ(k->boneCount, 1);
-        const float lift[3] = {0.0f, 0.5f, 0.0f};
-        SetBonePosition(k->bones[0], lift, 0);
-        m->skinWeights[4 * 2] = 0xFFFFFF7Fu;
-        m->skinWeights[4 * 2 + 1] = e3d::kWeightOne;
-        Redraw(s);
-        for (int v = 0; v < m->vertexCount; ++v) {
-            int32_t b[4];
-            float w[4], onRoot = 0.0f;
-            GetVertexBoneWeights(m, v, b, w);
-            for (int j = 0; j < 4; ++j) onRoot += b[j] == 0 ? w[j] : 0.0f;
-            const float *p = m->vertices[v].position;
-            ExpectNear3(m->vertices[v].worldPosition, p[0], p[1] + 0.5f * onRoot, p[2], 1e-6, "after a new root", v);
-        }
-        // Not-a-number, infinite and huge poses: never outside the buffer.
-        const float nan = std::nanf("");
-        const float poses[][3] = {{nan, 0, 0}, {0, INFINITY, 0}, {1e30f, -1e30f, 1e30f}, {0, 0, 45}};
-        const float places[][3] = {{0, 0, 0}, {nan, 1, 1}, {INFINITY, 0, -INFINITY}, {1e30f, 0, 0}, {0, 0, -9.5f}};
-        for (const auto &pose : poses)
-            for (const auto &place : places) {
-                SetBoneOrientation(k->bones[0], pose, 0);
-                SetBonePosition(k->bones[0], place, 0);
-                Redraw(s);
-                ASSERT_TRUE(s.GuardsIntact());
-            }
-        RemoveSkeletonFromMesh(m);
-        DeleteSkeleton(k);
-        EXPECT_EQ(m->meshKind, 1);
-    }
 }
