@@ -8,7 +8,7 @@
 #include "core/live_objects.h"
 #include "engine3d.h"
 #include "support/memory_check.h"
-#include "support/mesh_builders.h"
+#include "support/stage.h"
 
 namespace {
 
@@ -74,19 +74,15 @@ TEST(Viewport, ScissorTypeAndDepthState) {
     EXPECT_EQ(Scissor(v), (std::vector<float>{320, 320, 40, 0}));
     SetViewportScissor(v, -0.0f, 10, -0.0f, 10);  // -0.0 is not negative
     EXPECT_TRUE(std::signbit(Scissor(v)[0]) && std::signbit(Scissor(v)[2]));
-    SetViewportType(v, 0);
-    SetViewportType(v, 4);
+    SetViewportType(SetViewportType(v, 0), 4);  // no type bits: ignored
     EXPECT_EQ(v->flags, 0x4u);
     SetViewportType(v, 0x80000002u);
-    EXPECT_EQ(GetViewportType(v), 2u);
-    SetViewportType(v, 1);  // only the low bits are cleared: the enable bit stays
-    EXPECT_EQ(v->flags, 0x80000005u);
+    EXPECT_EQ(GetViewportType(SetViewportType(v, 1)), 1u);
+    EXPECT_EQ(v->flags, 0x80000005u) << "only the type bits are replaced: the enable bit stays";
     EXPECT_EQ(SetViewportDepthState(v, 0), 0);  // nothing to free
     const int64_t allocations = e3dtest::MemoryStats().allocations;
-    EXPECT_EQ(SetViewportDepthState(v, 1), 1);
-    EXPECT_EQ(SetViewportDepthState(v, 1), 1);
+    EXPECT_TRUE(SetViewportDepthState(v, 1) == 1 && SetViewportDepthState(v, 1) == 1 && (v->flags & 0x18u) == 0x18u);
     EXPECT_EQ(e3dtest::MemoryStats().allocations - allocations, 1);
-    EXPECT_EQ(v->flags & 0x18u, 0x18u);
     // From the truncated top edge's row, (bottom - top) rows' worth of
     // elements; a value of four equal bytes and one of unequal ones alike.
     for (int32_t value : {0x7F7F7F7F, 5}) {
@@ -111,9 +107,8 @@ TEST(Viewport, ScissorTypeAndDepthState) {
 }
 
 TEST(Viewport, FailedAllocationsLeaveNothingBehind) {
-    const int points = e3dtest::ForEachAllocationFailure<E3DViewport>(
-        [] { return CreateViewport(nullptr, 64, 48, 0, 1); }, [](E3DViewport *v) { DeleteViewport(v); });
-    EXPECT_EQ(points, 2);
+    EXPECT_EQ(e3dtest::ForEachAllocationFailure<E3DViewport>([] { return CreateViewport(nullptr, 64, 48, 0, 1); },
+                                                             [](E3DViewport *v) { DeleteViewport(v); }), 2);
     HostMemoryFailNth(3);  // a failed depth buffer: the viewport comes back without one
     E3DViewport *v = CreateViewport(nullptr, 64, 48, 1, 1);
     HostMemoryFailNth(0);
@@ -126,37 +121,26 @@ TEST(Viewport, PaddedSurfaceDrawsEveryRowInBothPasses) {
     // A 64 x 48 picture in rows of 80 pixels: the depth buffer follows the
     // row length, so the depth pass reaches the last row as the sorted pass
     // does, and clearing covers every row.
-    constexpr int kWidth = 64, kHeight = 48, kPitch = 80;
     for (int depth : {1, 0}) {
-        InitEngine3D();
-        std::vector<uint16_t> pixels(size_t(kPitch) * kHeight, 0x0421);
+        e3dtest::Stage s;  // its scene and camera
+        std::vector<uint16_t> pixels(80 * 48, 0x0421);
         E3DTexture surface{};
-        surface.pixels = pixels.data();
-        surface.pitch = 2 * kPitch;
-        E3DViewport *v = CreateViewport(&surface, kWidth, kHeight, depth, 0);
-        ASSERT_NE(v, nullptr);
+        surface.pixels = pixels.data(), surface.pitch = 160;
+        E3DViewport *v = CreateViewport(&surface, 64, 48, depth, 0);
         SetViewportType(v, 0x80000001u);
-        E3DCamera *camera = e3dtest::MakeCamera(0, 0, 0, 0, 0, 1);
-        E3DScene *scene = CreateScene();
-        AssignCameraToScene(scene, camera);
-        SetActiveSceneCamera(scene, camera);
-        SetSceneViewport(scene, v);
+        SetSceneViewport(s.scene, v);
         E3DMesh *m = CubeCreate(100.0f, nullptr, 0x00FF00);
         ActivateMesh(m);
         SetMeshShadeMode(&m->node, 1);
-        SetMeshModelPosition(m, 0, 0, 70);
-        AssignMeshToScene(scene, m, 0);
-        DrawScene(scene);
+        SetMeshModelPosition(m, 0, 0, 60);
+        AssignMeshToScene(s.scene, m, 0);
+        DrawScene(s.scene);
         std::fill(pixels.begin(), pixels.end(), 0x0421);
         ClearViewportDepthBuffer(v, 0);
-        DrawScene(scene);  // again: every row's depth must have been reset
-        for (int y = 0; y < kHeight; ++y)
-            for (int x = 0; x < kPitch; ++x)
-                ASSERT_EQ(pixels[size_t(y) * kPitch + x], x < kWidth ? 0x03E0 : 0x0421) << depth << " at " << x << ", " << y;
+        DrawScene(s.scene);  // again: every row's depth must have been reset
+        for (int i = 0; i < 80 * 48; ++i) ASSERT_EQ(pixels[size_t(i)], i % 80 < 64 ? 0x03E0 : 0x0421) << depth << " at " << i;
         DeleteViewport(v);  // the scene loses it and then draws nothing
-        EXPECT_EQ(scene->viewport, nullptr);
-        DrawScene(scene);
-        DeleteScene(scene);
-        ReleaseEngine3D();
+        EXPECT_EQ(s.scene->viewport, nullptr);
+        DrawScene(s.scene);
     }
 }
