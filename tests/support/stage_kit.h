@@ -1,10 +1,10 @@
-// Meshes, skeletons and frame helpers shared by the shading and pipeline
-// tests that draw on a Stage.
+// Meshes, skeletons, lights and frame helpers for tests that draw on a Stage.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "support/stage.h"
@@ -20,32 +20,24 @@ inline void Redraw(Stage &s) {
 
 inline std::vector<uint16_t> Frame(const Stage &s) { return {s.pixels.begin(), s.pixels.begin() + kW * kH}; }
 
-// A flat, unlit square of half-size h centred at (x, 0, z) facing -z.
-inline E3DMesh *Square(float h, float z, uint32_t colour, float x = 0.0f) {
-    E3DMesh *m = CreateMesh(4, 2, colour);
-    SetMeshVertex(m, 0, x - h, h, z);
-    SetMeshVertex(m, 1, x + h, h, z);
-    SetMeshVertex(m, 2, x + h, -h, z);
-    SetMeshVertex(m, 3, x - h, -h, z);
-    SetMeshQuadPolygon(m, 0, 0, 1, 2, 3, 0, 0);
-    m = ValidateMesh(m);
-    SetMeshShadeMode(&m->node, 1);
-    return m;
-}
-
-// A ribbon from x0 to x1 at depth z facing the camera: columns + 1 vertices
-// along y = +1 (index i) and y = -1 (columns + 1 + i), two triangles a
-// column; with faceted each column is its own smoothing group.
-inline E3DMesh *Ribbon(int columns, float x0, float x1, float z, uint32_t colour = 0x808080, bool faceted = false) {
+// A ribbon from x0 to x1 at depth z facing -z: columns + 1 vertices along
+// y = +h (index i) and y = -h (columns + 1 + i), two triangles a column.
+inline E3DMesh *Ribbon(int columns, float x0, float x1, float z, uint32_t colour = 0x808080, float h = 1.0f) {
     E3DMesh *m = CreateMesh(2 * (columns + 1), 2 * columns, colour);
     for (int i = 0; i <= columns; ++i) {
         const float x = x0 + (x1 - x0) * float(i) / float(columns);
-        SetMeshVertex(m, i, x, 1.0f, z);
-        SetMeshVertex(m, columns + 1 + i, x, -1.0f, z);
+        SetMeshVertex(m, i, x, h, z);
+        SetMeshVertex(m, columns + 1 + i, x, -h, z);
     }
-    for (int i = 0; i < columns; ++i)
-        SetMeshQuadPolygon(m, 2 * i, i, i + 1, columns + 2 + i, columns + 1 + i, 0, faceted ? i : 0);
+    for (int i = 0; i < columns; ++i) SetMeshQuadPolygon(m, 2 * i, i, i + 1, columns + 2 + i, columns + 1 + i, 0, 0);
     return ValidateMesh(m);
+}
+
+// A flat, unlit square of half-size h centred at (x, 0, z) facing -z.
+inline E3DMesh *Square(float h, float z, uint32_t colour, float x = 0.0f) {
+    E3DMesh *m = Ribbon(1, x - h, x + h, z, colour, h);
+    SetMeshShadeMode(&m->node, 1);
+    return m;
 }
 
 // Bones "root", "elbow", "wrist" along x, each rest position relative to
@@ -79,12 +71,12 @@ inline void Weigh(E3DMesh *m, int vertex, int b0, float w0, int b1 = -1, float w
 }
 
 inline void ExpectNear3(const float *got, double x, double y, double z, double tolerance, const char *what, int i) {
-    EXPECT_NEAR(got[0], x, tolerance) << what << " " << i;
-    EXPECT_NEAR(got[1], y, tolerance) << what << " " << i;
-    EXPECT_NEAR(got[2], z, tolerance) << what << " " << i;
+    EXPECT_TRUE(std::fabs(got[0] - x) <= tolerance && std::fabs(got[1] - y) <= tolerance && std::fabs(got[2] - z) <= tolerance)
+        << what << " " << i << ": " << got[0] << ", " << got[1] << ", " << got[2] << " for " << x << ", " << y << ", " << z;
 }
 
-// A white light, switched on (attenuated when `attenuate`), in the scene.
+// A white omni light (attenuated when `attenuate`), or a warm directional
+// one aimed from `at` at `to`, switched on, in the scene.
 inline E3DLight *AddOmni(E3DScene *scene, float x, float y, float z, float intensity, float nearR, float farR,
                          bool attenuate = false) {
     const float at[3] = {x, y, z}, white[4] = {1, 1, 1, 0};
@@ -94,23 +86,11 @@ inline E3DLight *AddOmni(E3DScene *scene, float x, float y, float z, float inten
     return l;
 }
 
-// A warm directional light at (x, y, z) aimed at (tx, ty, tz), switched on.
-inline E3DLight *AddSun(E3DScene *scene, float x, float y, float z, float tx, float ty, float tz, float intensity) {
-    const float at[3] = {x, y, z}, aim[3] = {tx, ty, tz}, warm[4] = {1, 0.85f, 0.7f, 0};
-    E3DLight *l = CreateDirectLight(at, aim, warm, intensity, 0);
+inline void AddSun(E3DScene *scene, const float (&at)[3], const float (&to)[3], float intensity) {
+    const float warm[4] = {1, 0.85f, 0.7f, 0};
+    E3DLight *l = CreateDirectLight(at, to, warm, intensity, 0);
     SetLightStatus(l, 1, 0);
     AssignLightToScene(scene, l, 1);
-    return l;
-}
-
-inline void SetLook(E3DMesh *m, uint32_t shade, float shininess, float level) {
-    E3DMaterial *mat = GetMeshDefaultMaterial(m);
-    SetMaterialColor(mat, 0, 10.0f, 20.0f, 30.0f);
-    SetMaterialColor(mat, 1, 200.0f, 160.0f, 100.0f);
-    SetMaterialColor(mat, 3, 255.0f, 255.0f, 255.0f);
-    SetMaterialShininess(mat, shininess);
-    SetMaterialSpecularLevel(mat, level);
-    SetMeshShadeMode(&m->node, shade);
 }
 
 }  // namespace e3dtest
