@@ -97,8 +97,7 @@ TEST_F(Generators, ShapesAreCountedClosedScaledAndLaidOutAsRecorded) {
         E3DMesh *plain = shape.make(nullptr), *scaled = shape.make(scale), *again = shape.make(nullptr);
         ASSERT_TRUE(plain && scaled && again) << shape.name;
         SCOPED_TRACE(std::string(shape.name) + " of " + std::to_string(shape.polygons));
-        EXPECT_STREQ(plain->name, shape.name);
-        EXPECT_EQ(plain->meshKind, std::string(shape.name) == "Billboard00" ? 3 : 1);
+        EXPECT_TRUE(plain->name == std::string(shape.name) && plain->meshKind == (shape.name[0] == 'B' ? 3 : 1)) << plain->name;
         ASSERT_TRUE(plain->vertexCount == shape.vertices && plain->polygonCount == shape.polygons && plain->boundingBox);
         EXPECT_EQ(Layout(plain), shape.layout) << std::hex << "0x" << Layout(plain);
         // The scale multiplies each axis and nothing else, and is not kept.
@@ -134,19 +133,15 @@ TEST_F(Generators, StepsAreRoundedOnceAndAccumulatedInFloat) {
 }
 
 TEST_F(Generators, RefusalsAndTheSmallestAcceptedShapes) {
-    const std::function<E3DMesh *()> refused[] = {
-        [] { return CubeCreate(0.0f, nullptr, 0); }, [] { return GridCreate(5.0f, nullptr, 0, 3, 0); },
-        [] { return GridCreate(5.0f, nullptr, 3, 0, 0); }, [] { return GridCreate(0.0f, nullptr, 3, 3, 0); },
-        [] { return SphereCreate(1.0f, nullptr, 3, 8, 0); }, [] { return SphereCreate(1.0f, nullptr, 8, 3, 0); },
-        [] { return SphereCreate(0.0f, nullptr, 8, 8, 0); }, [] { return TorusCreate(2.0f, 0.0f, nullptr, 8, 8, 0); },
-        [] { return TorusCreate(2.0f, 0.5f, nullptr, 3, 8, 0); }, [] { return DiskCreate(1.0f, nullptr, 3, 0); },
-        [] { return RingCreate(1.0f, 1.0f, nullptr, 8, 0); }, [] { return ChCubeCreate(2.0f, 1.0f, nullptr, 0); },
-        [] { return HemisphereCreate(1.0f, nullptr, 3, 8, 0, 0); }, [] { return GeoSphereCreate(1.0f, nullptr, 7, 0); },
-        [] { return CylinderCreate(1.0f, 0.0f, nullptr, 8, 1, 0); }, [] { return CylinderCreate(1.0f, 2.0f, nullptr, 3, 1, 0); },
-        [] { return TubeCreate(1.0f, 2.0f, 3.0f, nullptr, 12, 2, 0); }, [] { return BillboardCreate(0.0f, nullptr, 0); },
-        [] { return GridCreate(1.0f, nullptr, 40000, 40000, 0); },
-    };
-    for (const auto &make : refused) EXPECT_EQ(make(), nullptr);
+    for (E3DMesh *m : {CubeCreate(0.0f, nullptr, 0), GridCreate(5.0f, nullptr, 0, 3, 0), GridCreate(5.0f, nullptr, 3, 0, 0),
+                       GridCreate(0.0f, nullptr, 3, 3, 0), GridCreate(1.0f, nullptr, 40000, 40000, 0),
+                       SphereCreate(1.0f, nullptr, 3, 8, 0), SphereCreate(1.0f, nullptr, 8, 3, 0), SphereCreate(0.0f, nullptr, 8, 8, 0),
+                       TorusCreate(2.0f, 0.0f, nullptr, 8, 8, 0), TorusCreate(2.0f, 0.5f, nullptr, 3, 8, 0),
+                       DiskCreate(1.0f, nullptr, 3, 0), RingCreate(1.0f, 1.0f, nullptr, 8, 0), ChCubeCreate(2.0f, 1.0f, nullptr, 0),
+                       HemisphereCreate(1.0f, nullptr, 3, 8, 0, 0), GeoSphereCreate(1.0f, nullptr, 7, 0),
+                       CylinderCreate(1.0f, 0.0f, nullptr, 8, 1, 0), CylinderCreate(1.0f, 2.0f, nullptr, 3, 1, 0),
+                       TubeCreate(1.0f, 2.0f, 3.0f, nullptr, 12, 2, 0), BillboardCreate(0.0f, nullptr, 0)})
+        EXPECT_EQ(m, nullptr);
     for (int32_t c : e3d::g_engine.nameCounters) EXPECT_EQ(c, 0) << "refusals name nothing";
     for (E3DMesh *m : {GridCreate(1.0f, nullptr, 1, 1, 0), SphereCreate(1e-3f, nullptr, 4, 4, 0),
                        TorusCreate(2.0f, 0.5f, nullptr, 4, 4, 0), DiskCreate(1.0f, nullptr, 4, 0),
