@@ -32,29 +32,23 @@ TEST(Viewport, OwnBufferIsDoubledWhileScissorAndPitchAreNotAndSurfacesAreBorrowe
     EXPECT_EQ(Scissor(v), (std::vector<float>{0, 160, 0, 120}));
     DeleteViewport(v);
     // Surfaces of 160 x 120 (byte pitch 320 unless a case says otherwise).
-    struct Case {
-        int w, h, pitch, surfaceW, surfaceH;
-        bool pixels, made;
-    } cases[] = {
-        {160, 120, 320, 160, 120, true, true},    {100, 50, 320, 160, 120, true, true},
-        {640, 480, 1280, 160, 120, true, false},  {161, 120, 322, 160, 120, true, false},
-        {160, 121, 320, 160, 120, true, false},   {160, 120, 318, 160, 120, true, false},
-        {160, 120, -320, 160, 120, true, false},  {160, 120, 320, 0, 0, true, true},
-        {161, 120, 320, 0, 0, true, false},       {160, 120, 320, 160, 120, false, false},
-    };
+    // w, h, byte pitch, surface sides (0: not given), pixels given, made.
+    const int cases[][7] = {{160, 120, 320, 160, 120, 1, 1}, {100, 50, 320, 160, 120, 1, 1}, {640, 480, 1280, 160, 120, 1, 0},
+                            {161, 120, 322, 160, 120, 1, 0}, {160, 121, 320, 160, 120, 1, 0}, {160, 120, 318, 160, 120, 1, 0},
+                            {160, 120, -320, 160, 120, 1, 0}, {160, 120, 320, 0, 0, 1, 1}, {161, 120, 320, 0, 0, 1, 0},
+                            {160, 120, 320, 160, 120, 0, 0}};
     std::vector<uint16_t> pixels(160 * 120 + 8, 0x1234);
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         E3DTexture surface{};
-        surface.pixels = c.pixels ? pixels.data() : nullptr;
-        surface.pitch = c.pitch, surface.width = c.surfaceW, surface.height = c.surfaceH;
-        E3DViewport *s = CreateViewport(&surface, c.w, c.h, 1, 0);
-        EXPECT_EQ(s != nullptr, c.made) << c.w << " x " << c.h << " pitch " << c.pitch;
-        EXPECT_TRUE(!s || (s->frameBuffer == pixels.data() && s->pitch == uint32_t(c.pitch / 2) && s->flags == 0x1Cu &&
-                           s->aspect == -(float(c.h) * 4.0f) / (float(c.w) * 3.0f)));
+        surface.pixels = c[5] ? pixels.data() : nullptr;
+        surface.pitch = c[2], surface.width = c[3], surface.height = c[4];
+        E3DViewport *s = CreateViewport(&surface, c[0], c[1], 1, 0);
+        EXPECT_EQ(s != nullptr, c[6] != 0) << c[0] << " x " << c[1] << " pitch " << c[2];
+        EXPECT_TRUE(!s || (s->frameBuffer == pixels.data() && s->pitch == uint32_t(c[2] / 2) && s->flags == 0x1Cu &&
+                           s->aspect == -(float(c[1]) * 4.0f) / (float(c[0]) * 3.0f)));
         DeleteViewport(s);  // frees depth and record, not the caller's pixels
     }
-    EXPECT_EQ(CreateViewport(nullptr, 0, 48, 0, 1), nullptr);
-    EXPECT_EQ(CreateViewport(nullptr, 64, 48, 0, 0), nullptr) << "no surface to borrow";
+    EXPECT_TRUE(!CreateViewport(nullptr, 0, 48, 0, 1) && !CreateViewport(nullptr, 64, 48, 0, 0)) << "no size, no surface";
     leaks.Check();
 }
 
@@ -62,8 +56,7 @@ TEST(Viewport, ScissorTypeAndDepthState) {
     e3dtest::LeakCheck leaks;
     std::vector<uint16_t> pixels(320 * 40);
     E3DTexture surface{};
-    surface.pixels = pixels.data();
-    surface.pitch = 640;
+    surface.pixels = pixels.data(), surface.pitch = 640;
     E3DViewport *v = CreateViewport(&surface, 320, 40, 0, 0);
     SetViewportScissor(v, -5, 100, -1, 30);
     EXPECT_EQ(Scissor(v), (std::vector<float>{0, 100, 0, 30}));
