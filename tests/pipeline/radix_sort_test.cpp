@@ -69,10 +69,9 @@ TEST_F(RadixSort, ExamplesEarlyExitsAndQuirks) {
         EXPECT_EQ(idx, c.sorted) << "mode " << c.mode << " first key " << c.keys[0];
     }
     std::vector<E3DSortEntry> entries(50);
-    for (auto &e : entries) e.key = -2.5f;
     std::vector<uint32_t> pidx(50, 999);
-    e3d::SortPolygonList(50, entries.data(), pidx.data());
-    EXPECT_EQ(pidx, Identity(50)) << "the polygon list writes its own starting order";
+    for (auto &e : entries) e.key = -2.5f;
+    EXPECT_EQ((e3d::SortPolygonList(50, entries.data(), pidx.data()), pidx), Identity(50)) << "equal keys: its own order";
 }
 
 TEST_F(RadixSort, RandomKeysOfEveryWidthMatchTheModels) {
@@ -82,11 +81,9 @@ TEST_F(RadixSort, RandomKeysOfEveryWidthMatchTheModels) {
         for (uint32_t n : {1u, 2u, 7u, 255u, 1000u, 5000u}) {
             std::vector<uint32_t> keys(n);
             for (auto &k : keys) k = rng() & mask & (rng() % 4 == 0 ? 0xFFFF00FFu : 0xFFFFFFFFu);
-            for (int mode : {0, 1}) {
+            for (int mode : {0, 1}) {  // unsigned, and signed with non-negative keys
                 if (mode) for (auto &k : keys) k &= 0x7FFFFFFFu;
-                auto idx = Identity(n);
-                std::shuffle(idx.begin(), idx.end(), rng);
-                auto model = idx;
+                auto idx = Identity(n), model = (std::shuffle(idx.begin(), idx.end(), rng), idx);
                 std::stable_sort(model.begin(), model.end(), [&](uint32_t a, uint32_t b) { return keys[a] < keys[b]; });
                 RadixLongSorter(n, keys.data(), idx.data(), mode);
                 ASSERT_EQ(idx, model) << std::hex << mask << " mode " << mode << " n=" << std::dec << n;
@@ -100,13 +97,9 @@ TEST_F(RadixSort, RandomKeysOfEveryWidthMatchTheModels) {
             ASSERT_EQ(idx[n], 0xCAFEF00Du);
             for (uint32_t i = 0; i < n; ++i) ASSERT_LT(idx[i], n);
             // Floats of both signs, so the top pass always runs; many equal keys and zeros.
-            std::vector<uint32_t> bits(n);
-            for (auto &b : bits) {
-                b = (rng() & mask & 0x7FFFFFFFu) % 0x7F800000u;
-                if (rng() % 5 == 0) b = rng() % 3 == 0 ? 0u : 0x3F800000u;
-                b |= (rng() & 1u) << 31;
-            }
             if (n < 2) continue;
+            std::vector<uint32_t> bits(n);
+            for (auto &b : bits) b = (rng() % 5 ? (rng() & mask & 0x7FFFFFFFu) % 0x7F800000u : rng() % 3 ? 0x3F800000u : 0u) | (rng() & 1u) << 31;
             bits[0] = 0x40000000u, bits[1] = 0xC0000000u;
             std::vector<float> floats(n);
             std::vector<E3DSortEntry> entries(n);
@@ -114,11 +107,9 @@ TEST_F(RadixSort, RandomKeysOfEveryWidthMatchTheModels) {
             idx = Identity(n);
             std::shuffle(idx.begin(), idx.end(), rng);
             const auto model = ModelFloatOrder(bits, idx);
-            RadixFloatSorter(n, floats.data(), idx.data());
-            ASSERT_EQ(idx, model) << std::hex << mask << " float n=" << std::dec << n;
-            std::vector<uint32_t> pidx(n, 0xFFFFFFFFu);
-            e3d::SortPolygonList(n, entries.data(), pidx.data());
-            ASSERT_EQ(pidx, ModelFloatOrder(bits, Identity(n))) << "polygon list n=" << n;
+            ASSERT_EQ((RadixFloatSorter(n, floats.data(), idx.data()), idx), model) << std::hex << mask << " float n=" << std::dec << n;
+            std::vector<uint32_t> pidx(n, 0xFFFFFFFFu);  // the list writes its own starting order
+            ASSERT_EQ((e3d::SortPolygonList(n, entries.data(), pidx.data()), pidx), ModelFloatOrder(bits, Identity(n))) << n;
         }
     }
 }
