@@ -280,10 +280,8 @@ TEST(Skinning, CullingFollowsTheDeformedVertices) {
     SetMeshCullMode(&m->node, 0x08);
     E3DSkeleton *k = Arm(-1.0f, 2.0f, 12.0f);
     ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
-    for (int v = 0; v < m->vertexCount; ++v) {
-        const float x = m->vertices[v].position[0];
-        Weigh(m, v, x < -1.0f ? 0 : x < 1.0f ? 1 : 2, 0.75f, x < 0.0f ? 1 : 2, 0.25f);
-    }
+    for (int v = 0; v < m->vertexCount; ++v)
+        Weigh(m, v, v % 13 < 4 ? 0 : v % 13 < 9 ? 1 : 2, 0.75f, v % 13 < 6 ? 1 : 2, 0.25f);  // along x
     AssignMeshToScene(s.scene, m, 0);
     const double focal = 32.0 / std::tan(30.0 * (3.14159265358979323846 / 180.0));
     std::mt19937 rng(99);
@@ -310,10 +308,8 @@ TEST(Skinning, CullingFollowsTheDeformedVertices) {
         ExpectNear3(k->sphere->center, (lo[0] + hi[0]) / 2, (lo[1] + hi[1]) / 2, (lo[2] + hi[2]) / 2, 1e-4, "centre", trial);
         EXPECT_NEAR(k->sphere->radius, std::hypot(hi[0] - lo[0], hi[1] - lo[1], hi[2] - lo[2]) / 2, 1e-4);
         const bool isCulled = (m->state & 0x20000u) != 0;
-        EXPECT_FALSE(visible && isCulled) << "trial " << trial;
-        EXPECT_TRUE(!nearOrBehind || (m->state & 0x80000u)) << "trial " << trial;
-        EXPECT_TRUE(!nearOrBehind || isCulled || e3d::g_projection.project == e3d::ProjectVertexWorldClamped);
-        EXPECT_TRUE(!isCulled || s.Written() == 0) << "trial " << trial;
+        EXPECT_TRUE(!(visible && isCulled) && (!isCulled || s.Written() == 0)) << "trial " << trial;
+        EXPECT_TRUE(!nearOrBehind || ((m->state & 0x80000u) && (isCulled || e3d::g_projection.project == e3d::ProjectVertexWorldClamped)));
         culled += isCulled, onScreen += visible, crossing += nearOrBehind, drawnPixels += s.Written();
     }
     EXPECT_TRUE(culled > 20 && onScreen > 20 && crossing > 20 && drawnPixels > 2000);
