@@ -3,15 +3,11 @@
 // recorded layouts, refusals and failed allocations.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <functional>
 #include <map>
-#include <string>
-#include <utility>
 
 #include "core/engine_state.h"
-#include "engine3d.h"
 #include "support/memory_check.h"
 #include "support/standard_scenes.h"
 
@@ -58,8 +54,7 @@ uint64_t Layout(const E3DMesh *m) {
     for (int i = 0; i < m->vertexCount; ++i) h = e3dscenes::Fnv1a(m->vertices[i].position, 12, h);
     for (int i = 0; i < m->polygonCount; ++i) {
         const E3DPolygon &p = m->polygons[i];
-        h = e3dscenes::Fnv1a(&p.flags, 4, h);
-        h = e3dscenes::Fnv1a(p.vertex, 12, h);
+        h = e3dscenes::Fnv1a(p.vertex, 12, e3dscenes::Fnv1a(&p.flags, 4, h));
         for (int j = 0; j < 3; ++j) h = e3dscenes::Fnv1a(p.coords[j], 8, h);
     }
     return h;
