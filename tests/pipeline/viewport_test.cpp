@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <limits>
+#include <algorithm>
 #include <vector>
 
 #include "core/live_objects.h"
@@ -60,8 +61,7 @@ TEST(Viewport, ScissorTypeAndDepthState) {
     E3DViewport *v = CreateViewport(&surface, 320, 40, 0, 0);
     SetViewportScissor(v, -5, 100, -1, 30);
     EXPECT_EQ(Scissor(v), (std::vector<float>{0, 100, 0, 30}));
-    SetViewportScissor(v, 0, 321, 0, 10);  // rejected whole
-    SetViewportScissor(v, 0, 10, 0, 41);
+    SetViewportScissor(SetViewportScissor(v, 0, 321, 0, 10), 0, 10, 0, 41);  // each rejected whole
     EXPECT_EQ(Scissor(v), (std::vector<float>{0, 100, 0, 30}));
     SetViewportScissor(v, 400, 320, 250, -3);  // mins held to the size
     EXPECT_EQ(Scissor(v), (std::vector<float>{320, 320, 40, 0}));
@@ -72,25 +72,22 @@ TEST(Viewport, ScissorTypeAndDepthState) {
     SetViewportType(v, 0x80000002u);
     EXPECT_EQ(GetViewportType(SetViewportType(v, 1)), 1u);
     EXPECT_EQ(v->flags, 0x80000005u) << "only the type bits are replaced: the enable bit stays";
-    EXPECT_EQ(SetViewportDepthState(v, 0), 0);  // nothing to free
+    ASSERT_EQ(SetViewportDepthState(v, 0), 0);  // nothing to free
     const int64_t allocations = e3dtest::MemoryStats().allocations;
     EXPECT_TRUE(SetViewportDepthState(v, 1) == 1 && SetViewportDepthState(v, 1) == 1 && (v->flags & 0x18u) == 0x18u);
     EXPECT_EQ(e3dtest::MemoryStats().allocations - allocations, 1);
     // From the truncated top edge's row, (bottom - top) rows' worth of
     // elements; a value of four equal bytes and one of unequal ones alike.
     for (int32_t value : {0x7F7F7F7F, 5}) {
-        for (int i = 0; i < 320 * 40; ++i) v->depthBuffer[i] = 7;
-        SetViewportScissor(v, 5, 300, 10.75f, 20);
-        ClearViewportDepthBuffer(v, value);
+        std::fill(v->depthBuffer, v->depthBuffer + 320 * 40, 7);
+        ClearViewportDepthBuffer(SetViewportScissor(v, 5, 300, 10.75f, 20), value);
         for (int i = 0; i < 320 * 40; ++i) ASSERT_EQ(v->depthBuffer[i], (i >= 3200 && i < 3200 + 2960) ? value : 7) << i;
-        SetViewportScissor(v, 0, 320, 0, 40);
-        ClearViewportDepthBuffer(v, value);
+        ClearViewportDepthBuffer(SetViewportScissor(v, 0, 320, 0, 40), value);
         for (int i = 0; i < 320 * 40; ++i) ASSERT_EQ(v->depthBuffer[i], value) << i;
     }
     // A NaN top edge passes the scissor setter; the clear then clears
     // nothing rather than convert NaN to an integer.
-    SetViewportScissor(v, 0, 8, std::numeric_limits<float>::quiet_NaN(), 6);
-    ClearViewportDepthBuffer(v, 9);
+    ClearViewportDepthBuffer(SetViewportScissor(v, 0, 8, std::numeric_limits<float>::quiet_NaN(), 6), 9);
     EXPECT_EQ(v->depthBuffer[0], 5);
     EXPECT_EQ(SetViewportDepthState(v, 0), 0);
     EXPECT_TRUE(v->depthBuffer == nullptr && (v->flags & 0x18u) == 0);
@@ -120,20 +117,14 @@ TEST(Viewport, PaddedSurfaceDrawsEveryRowInBothPasses) {
         E3DTexture surface{};
         surface.pixels = pixels.data(), surface.pitch = 160;
         E3DViewport *v = CreateViewport(&surface, 64, 48, depth, 0);
-        SetViewportType(v, 0x80000001u);
-        SetSceneViewport(s.scene, v);
+        SetSceneViewport(s.scene, SetViewportType(v, 0x80000001u));
         E3DMesh *m = CubeCreate(100.0f, nullptr, 0x00FF00);
-        ActivateMesh(m);
-        SetMeshShadeMode(&m->node, 1);
-        SetMeshModelPosition(m, 0, 0, 60);
-        AssignMeshToScene(s.scene, m, 0);
+        ActivateMesh(m), SetMeshShadeMode(&m->node, 1), SetMeshModelPosition(m, 0, 0, 60), AssignMeshToScene(s.scene, m, 0);
         DrawScene(s.scene);
         std::fill(pixels.begin(), pixels.end(), 0x0421);
-        ClearViewportDepthBuffer(v, 0);
-        DrawScene(s.scene);  // again: every row's depth must have been reset
+        ClearViewportDepthBuffer(v, 0), DrawScene(s.scene);  // again: every row's depth must have been reset
         for (int i = 0; i < 80 * 48; ++i) ASSERT_EQ(pixels[size_t(i)], i % 80 < 64 ? 0x03E0 : 0x0421) << depth << " at " << i;
         DeleteViewport(v);  // the scene loses it and then draws nothing
-        EXPECT_EQ(s.scene->viewport, nullptr);
-        DrawScene(s.scene);
+        EXPECT_EQ((DrawScene(s.scene), s.scene->viewport), nullptr);
     }
 }

@@ -111,22 +111,6 @@ TEST_F(Generators, ShapesAreCountedClosedScaledAndLaidOutAsRecorded) {
     }
 }
 
-TEST_F(Generators, StepsAreRoundedOnceAndAccumulatedInFloat) {
-    // (1 / n) x size worked out exactly, rounded to float once, then added
-    // up in float along the row.
-    int offByAnUlp = 0;  // how many of the counts a float-first step would miss
-    for (float size : {60.0f, 180.0f, 360.0f})
-        for (int32_t n = 4; n <= 256; n += 3) {
-            E3DMesh *g = GridCreate(size, nullptr, 1, n, 0);
-            const float step = float((1.0 / double(n)) * double(size));
-            offByAnUlp += step != (1.0f / float(n)) * size;
-            float x = -size * 0.5f;
-            for (int32_t c = 0; c <= n; ++c, x += step) ASSERT_EQ(g->vertices[c].position[0], x) << n << " of " << size;
-            DeleteMesh(g);
-        }
-    EXPECT_GT(offByAnUlp, 0) << "the sizes chosen must tell the two roundings apart";
-}
-
 TEST_F(Generators, RefusalsAndTheSmallestAcceptedShapes) {
     for (E3DMesh *m : {CubeCreate(0.0f, nullptr, 0), GridCreate(5.0f, nullptr, 0, 3, 0), GridCreate(5.0f, nullptr, 3, 0, 0),
                        GridCreate(0.0f, nullptr, 3, 3, 0), GridCreate(1.0f, nullptr, 40000, 40000, 0),

@@ -95,8 +95,7 @@ TEST(Skinning, RestPosesAndRigidVerticesDrawAsTheOrdinaryMesh) {
             for (int i = 0; i < 3; ++i) SetMeshVertex(m, 10 + i, i ? -59.0f : -60.0f, i == 2 ? -1.0f : 1.0f, 10.0f);
             SetMeshTriPolygon(m, 8, 10, 11, 12, 0, 1);
             m = ValidateMesh(m);
-            SetMeshModelPosition(m, 0.25f, -0.25f, 1.0f);
-            SetMeshModelOrientation(m, 5.0f, 10.0f, -5.0f);
+            SetMeshModelPosition(m, 0.25f, -0.25f, 1.0f), SetMeshModelOrientation(m, 5.0f, 10.0f, -5.0f);
             SetMeshCullMode(&m->node, 0x08);
             E3DMaterial *mat = GetMeshDefaultMaterial(m);
             SetMaterialColor(mat, 0, 10.0f, 20.0f, 30.0f), SetMaterialColor(mat, 1, 200.0f, 160.0f, 100.0f);
@@ -112,8 +111,7 @@ TEST(Skinning, RestPosesAndRigidVerticesDrawAsTheOrdinaryMesh) {
             E3DSkeleton *k = Arm(-59.0f, 1.0f, 0.25f);
             const float turn[3] = {10.0f, -30.0f, 45.0f};
             E3DBone *elbow = GetBonePointerByName(k, "elbow");
-            SetBoneOrientation(elbow, turn, 1);
-            ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
+            ASSERT_EQ((SetBoneOrientation(elbow, turn, 1), AssignSkeletonToMesh(m, k)), 1);
             Pose(k, "elbow", 0.0f, 0.0f, 30.0f);
             EXPECT_TRUE(plainAgain()) << "unweighted";
             for (int v = 10; v < 13; ++v) Weigh(m, v, 1, 1.0f);
@@ -124,9 +122,7 @@ TEST(Skinning, RestPosesAndRigidVerticesDrawAsTheOrdinaryMesh) {
             EXPECT_FALSE(plainAgain()) << "bent";
             std::memcpy(elbow->poseMatrix, elbow->restMatrix, sizeof elbow->poseMatrix);
             EXPECT_TRUE(plainAgain()) << "back at rest after a bent frame";
-            Pose(k, "elbow", 0.0f, 0.0f, 60.0f);
-            Redraw(s);
-            RemoveSkeletonFromMesh(m);
+            Pose(k, "elbow", 0.0f, 0.0f, 60.0f), Redraw(s), RemoveSkeletonFromMesh(m);
             EXPECT_TRUE(plainAgain()) << "removed after a bent frame";
             EXPECT_TRUE(s.GuardsIntact());
             DeleteSkeleton(k);
@@ -177,8 +173,7 @@ TEST(Skinning, DeformationAndNormalsMatchAReferenceModel) {
         }
         if (trial & 1) SetSkeletonXFormState(chain, 1);  // bones are world frames
         ASSERT_EQ(AssignSkeletonToMesh(mesh, chain), 1);
-        SetMeshModelPosition(mesh, offset(rng), offset(rng), offset(rng));
-        SetMeshModelOrientation(mesh, angle(rng), angle(rng), angle(rng));
+        SetMeshModelPosition(mesh, offset(rng), offset(rng), offset(rng)), SetMeshModelOrientation(mesh, angle(rng), angle(rng), angle(rng));
         for (int v = 0; v < mesh->vertexCount; ++v) {
             float w[4] = {unit(rng), unit(rng), unit(rng), unit(rng)};
             const float sum = w[0] + w[1] + w[2] + w[3];
@@ -226,9 +221,7 @@ TEST(Skinning, DeformationAndNormalsMatchAReferenceModel) {
             for (int a = 0; a < 3; ++a) seenLo[a] = std::min(seenLo[a], q[a]), seenHi[a] = std::max(seenHi[a], q[a]);
         }
         for (int a = 0; a < 3; ++a) EXPECT_TRUE(lo[a] == seenLo[a] && hi[a] == seenHi[a]) << "bounds of axis " << a;
-        RemoveSkeletonFromMesh(mesh);
-        DeleteSkeleton(chain);
-        DeleteMesh(mesh);
+        RemoveSkeletonFromMesh(mesh), DeleteSkeleton(chain), DeleteMesh(mesh);
     }
 }
 
@@ -239,15 +232,12 @@ TEST(Skinning, EnvironmentCoordinatesUseTheBlendedNormalAndTheView) {
     // the view's first two rows.
     Stage s(true);
     const float eye[3] = {-3.0f, 2.0f, -4.0f}, target[3] = {1.0f, 0.0f, 10.0f};
-    SetCameraPosition(s.camera, eye, 0);
-    SetCameraPosition(s.camera, target, 1);
+    SetCameraPosition(s.camera, eye, 0), SetCameraPosition(s.camera, target, 1);
     E3DMesh *m = Ribbon(8, -2.0f, 4.0f, 10.0f);
-    SetMeshCullMode(&m->node, 0x08);
     E3DSkeleton *k = Arm(1.0f, 1.0f, 10.0f);
-    ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
+    ASSERT_EQ((SetMeshCullMode(&m->node, 0x08), AssignSkeletonToMesh(m, k)), 1);
     for (int v = 0; v < m->vertexCount; ++v) Weigh(m, v, 0, 0.5f, m->vertices[v].position[0] > 0.0f ? 1 : 2, 0.5f);
-    Pose(k, "elbow", 0.0f, 60.0f, 0.0f);
-    AssignMeshToScene(s.scene, m, 0);
+    Pose(k, "elbow", 0.0f, 60.0f, 0.0f), AssignMeshToScene(s.scene, m, 0);
     ASSERT_GT((Redraw(s), s.Written()), 50);
     for (int i = 0; i < m->polygonCount; ++i) m->polygons[i].flags |= 0x2000000u;
     GetMeshDefaultMaterial(m)->mode |= 0x2000000u;
@@ -264,8 +254,7 @@ TEST(Skinning, EnvironmentCoordinatesUseTheBlendedNormalAndTheView) {
             EXPECT_NEAR(p.coords[j][3], n[0] * view[4] + n[1] * view[5] + n[2] * view[6], 1e-5) << i;
         }
     }
-    RemoveSkeletonFromMesh(m);
-    DeleteSkeleton(k);
+    RemoveSkeletonFromMesh(m), DeleteSkeleton(k);
 }
 
 TEST(Skinning, CullingFollowsTheDeformedVertices) {
@@ -276,8 +265,7 @@ TEST(Skinning, CullingFollowsTheDeformedVertices) {
     // number, infinite or huge: drawn or not, never outside the buffer.
     Stage s(true);
     E3DMesh *m = Ribbon(12, -3.0f, 3.0f, 12.0f);
-    SetMeshShadeMode(&m->node, 1);
-    SetMeshCullMode(&m->node, 0x08);
+    SetMeshShadeMode(&m->node, 1), SetMeshCullMode(&m->node, 0x08);
     E3DSkeleton *k = Arm(-1.0f, 2.0f, 12.0f);
     ASSERT_EQ(AssignSkeletonToMesh(m, k), 1);
     for (int v = 0; v < m->vertexCount; ++v)
@@ -313,6 +301,5 @@ TEST(Skinning, CullingFollowsTheDeformedVertices) {
         culled += isCulled, onScreen += visible, crossing += nearOrBehind, drawnPixels += s.Written();
     }
     EXPECT_TRUE(culled > 20 && onScreen > 20 && crossing > 20 && drawnPixels > 2000);
-    RemoveSkeletonFromMesh(m);
-    DeleteSkeleton(k);
+    RemoveSkeletonFromMesh(m), DeleteSkeleton(k);
 }
