@@ -27,9 +27,7 @@ struct Triangle2D {
             v[i].clipCode = (x[i] < 0 ? 0x40u : 0) | (x[i] > w ? 0x80u : 0) | (y[i] < 0 ? 0x100u : 0) | (y[i] > h ? 0x200u : 0);
             p.vertex[i] = 2 - i;  // indices need not be in order
         }
-        p.flags = back ? 0x80u : 0u;
-        p.color = 0x00FF8040;
-        p.material = p.backMaterial = &m;
+        p.flags = back ? 0x80u : 0u, p.color = 0x00FF8040, p.material = p.backMaterial = &m;
     }
 };
 
@@ -49,7 +47,8 @@ TEST(DrawTriangle2D, DrawsTheFlatSolidPixelsInsideTheScissor) {
         const int kx = (shape & 1) ? 2 * k : k, ky = (shape & 2) ? 2 * k : k, sx = (shape & 4) ? -1 : 1;
         const bool random = round < 300;
         const float xs[3] = {random ? x(rng) : float(ax), random ? x(rng) : float(ax + sx * kx), random ? x(rng) : float(ax)};
-        const float ys[3] = {random ? y(rng) : float(ay), random ? y(rng) : float(ay), random ? y(rng) : float(ay + ((round & 1) ? -ky : ky))};
+        const float ys[3] = {random ? y(rng) : float(ay), random ? y(rng) : float(ay),
+                             random ? y(rng) : float(ay + ((round & 1) ? -ky : ky))};
         Triangle2D t(xs, ys, 64, 48, round & 1);
         t.m.mode = (round & 2) ? 0x00F00007u : 0x00700001u;  // a textured Gouraud material changes nothing
         LineCanvas ref(64, 48, false, kPaper);
@@ -58,8 +57,7 @@ TEST(DrawTriangle2D, DrawsTheFlatSolidPixelsInsideTheScissor) {
         LineCanvas c(64, 48, false, kPaper), other(4, 4);  // the current viewport, to be restored
         DrawTriangle2D(&t.p, t.v, c.viewport);
         EXPECT_EQ(CurrentViewport(), other.viewport);
-        ASSERT_EQ(c.Changed(kPaper), expected) << round;
-        ASSERT_TRUE(c.GuardsIntact());
+        ASSERT_TRUE(c.Changed(kPaper) == expected && c.GuardsIntact()) << round;
         (random ? inside : crossing) += !expected.empty() && (random || (t.v[0].clipCode | t.v[1].clipCode | t.v[2].clipCode));
     }
     EXPECT_TRUE(inside > 100 && crossing > 60) << inside << " " << crossing;
@@ -85,8 +83,7 @@ TEST(DrawTriangle2D, MaterialsCodesAndWildCorners) {
     c.Scissor(2, 38, 3, 27);
     const float px[3] = {10, 39.5f, 10}, py[3] = {10, 10, 25};
     Triangle2D plain(px, py, 40, 30, false);
-    DrawTriangle2D(&plain.p, plain.v, c.viewport);
-    EXPECT_NE(c.At(38, 10), kPaper);
+    EXPECT_NE((DrawTriangle2D(&plain.p, plain.v, c.viewport), c.At(38, 10)), kPaper);
     c.Clear(kPaper);
     plain.v[1].clipCode = 0x80;
     DrawTriangle2D(&plain.p, plain.v, c.viewport);
@@ -111,12 +108,10 @@ TEST(PostEffects, OverlayCoversTheScissorOnceAndTheSlotChoiceIsSticky) {
     EXPECT_TRUE((DrawViewportPostFX(c.viewport), c.Changed(kPaper).empty())) << "no material: untouched";
     E3DMaterial m{};
     m.mode = 0x00700001u;
-    SetMaterialColor(&m, 0, 255.0f, 128.0f, 200.0f);  // 5-5-5: 31, 16, 25
-    SetViewportMaterial(c.viewport, &m);
+    SetMaterialColor(&m, 0, 255.0f, 128.0f, 200.0f), SetViewportMaterial(c.viewport, &m);  // 5-5-5: 31, 16, 25
     for (int i = 0; i < 48 * 32; ++i) c.viewport->depthBuffer[i] = 0x7FFFFFFF;  // the sorted column ignores it
-    LineCanvas other(4, 4);
-    DrawViewportPostFX(c.viewport);
-    EXPECT_EQ(CurrentViewport(), other.viewport);
+    LineCanvas other(4, 4);  // the current viewport, to be restored
+    EXPECT_EQ((DrawViewportPostFX(c.viewport), CurrentViewport()), other.viewport);
     for (int i = 0; i < 48 * 32; ++i)
         ASSERT_EQ(c.At(i % 48, i / 48), (i % 48 >= 4 && i % 48 < 40 && i / 48 >= 6 && i / 48 < 26) ? 0x7E19 : kPaper) << i;
     EXPECT_EQ(c.DepthAt(10, 10), 0x7FFFFFFF);
@@ -124,8 +119,7 @@ TEST(PostEffects, OverlayCoversTheScissorOnceAndTheSlotChoiceIsSticky) {
     // triangles share their diagonal without overlap.
     c.Clear(kPaper);
     m.alphaMode = 1;
-    SetMaterialColor(&m, 0, 300.0f, -4.0f, 8.9f);  // held to 0..255, truncated: (255, 0, 8)
-    DrawViewportPostFX(c.viewport);
+    SetMaterialColor(&m, 0, 300.0f, -4.0f, 8.9f), DrawViewportPostFX(c.viewport);  // held to 0..255, truncated: (255, 0, 8)
     const auto changed = c.Changed(kPaper);
     EXPECT_EQ(changed.size(), 36u * 20u);
     for (const auto &[pixel, value] : changed) ASSERT_EQ(value, AddPixels(0x7C01, kPaper)) << pixel.first << "," << pixel.second;
@@ -135,7 +129,6 @@ TEST(PostEffects, OverlayCoversTheScissorOnceAndTheSlotChoiceIsSticky) {
         DrawViewportPostFX(c.viewport);
         EXPECT_EQ(uint32_t(g_overlaySlot), step[1]) << std::hex << step[0];
     }
-    SetViewportMaterial(c.viewport, nullptr);  // without a material the choice stays
-    DrawViewportPostFX(c.viewport);
-    EXPECT_EQ(g_overlaySlot, 1);
+    SetViewportMaterial(c.viewport, nullptr), DrawViewportPostFX(c.viewport);
+    EXPECT_EQ(g_overlaySlot, 1) << "without a material the choice stays";
 }

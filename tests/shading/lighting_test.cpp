@@ -28,11 +28,9 @@ TEST(Lighting, EveryRoutineMatchesTheModel) {
         const double I = unit(rng) * 2, nearR = unit(rng) * 6, farR = nearR + unit(rng) * 14, shine = 1 + 7 * unit(rng);
         const bool specOn = (trial / 128) % 3 != 0;
         E3DLight l{};
-        l.flags = 0x80000000u | code;
-        for (int a = 0; a < 3; ++a)
-            l.meshPosition[a] = float(L[a]), l.meshDirection[a] = float(dir[a]), l.color[a] = float(c[a]);
-        l.intensity = float(I), l.attenuation[0] = float(nearR), l.attenuation[1] = float(farR);
         LightSums s{};
+        l.flags = 0x80000000u | code, l.intensity = float(I), l.attenuation[0] = float(nearR), l.attenuation[1] = float(farR);
+        for (int a = 0; a < 3; ++a) l.meshPosition[a] = float(L[a]), l.meshDirection[a] = float(dir[a]), l.color[a] = float(c[a]);
         for (int a = 0; a < 3; ++a) s.point[a] = float(P[a]), s.eye[a] = float(E[a]);
         s.shininess = float(shine), s.specularOn = specOn;
         const float normal[4] = {float(n[0]), float(n[1]), float(n[2]), float(n[3])};
@@ -46,12 +44,9 @@ TEST(Lighting, EveryRoutineMatchesTheModel) {
         const uint32_t kind = code & ~16u;  // 2 and 18 omni, 3 and 19 attenuated, 4, 5, 20 and 21 directional
         double k = 0.0, spec = 0.0, doubt = 1.0;  // doubt: nearness to a threshold
         if (kind == 2 || kind == 3) {
-            double att = 1.0;
-            if (kind == 3) {
-                const double t = (farR - dist) / (farR - nearR);
-                att = dist >= farR ? 0.0 : dist <= nearR ? 1.0 : t * t * (3 - 2 * t);
-                doubt = std::min(std::fabs(dist - farR), std::fabs(dist - nearR));
-            }
+            const double t = (farR - dist) / (farR - nearR);  // smoothstep between near and far
+            const double att = kind == 2 ? 1.0 : dist >= farR ? 0.0 : dist <= nearR ? 1.0 : t * t * (3 - 2 * t);
+            if (kind == 3) doubt = std::min(std::fabs(dist - farR), std::fabs(dist - nearR));
             const double dn = Dot(d, m), h[3] = {P[0] - E[0] + d[0], P[1] - E[1] + d[1], P[2] - E[2] + d[2]};
             const double th = Dot(h, m) / std::sqrt(Dot(h, h));
             doubt = std::min({doubt, std::fabs(dn / dist), std::fabs(th)});

@@ -11,7 +11,6 @@
 
 namespace e3dtest {
 
-// Clears pixels and depth, then draws the scene.
 inline void Redraw(Stage &s) {
     std::fill(s.pixels.begin(), s.pixels.end(), kBackground);
     if (s.viewport->depthBuffer) ClearViewportDepthBuffer(s.viewport, 0);
@@ -26,8 +25,7 @@ inline E3DMesh *Ribbon(int columns, float x0, float x1, float z, uint32_t colour
     E3DMesh *m = CreateMesh(2 * (columns + 1), 2 * columns, colour);
     for (int i = 0; i <= columns; ++i) {
         const float x = x0 + (x1 - x0) * float(i) / float(columns);
-        SetMeshVertex(m, i, x, h, z);
-        SetMeshVertex(m, columns + 1 + i, x, -h, z);
+        SetMeshVertex(m, i, x, h, z), SetMeshVertex(m, columns + 1 + i, x, -h, z);
     }
     for (int i = 0; i < columns; ++i) SetMeshQuadPolygon(m, 2 * i, i, i + 1, columns + 2 + i, columns + 1 + i, 0, 0);
     return ValidateMesh(m);
@@ -48,17 +46,16 @@ inline E3DSkeleton *Arm(float elbowX = 1.0f, float wristX = 1.0f, float rootZ = 
     const char *names[3] = {"root", "elbow", "wrist"};
     for (int i = 0; i < 3; ++i) {
         E3DBone *b = CreateBone();
-        SetBonePosition(b, positions[i], 1);
-        AttachBoneToSkeleton(s, i == 0 ? nullptr : names[i - 1], b, names[i]);
+        SetBonePosition(b, positions[i], 1), AttachBoneToSkeleton(s, i == 0 ? nullptr : names[i - 1], b, names[i]);
     }
     return s;
 }
 
+// Pose angles and position of a bone.
 inline void Pose(E3DSkeleton *s, const char *bone, float ax, float ay, float az) {
     const float angles[3] = {ax, ay, az};
     SetBoneOrientation(GetBonePointerByName(s, bone), angles, 0);
 }
-
 inline void Place(E3DSkeleton *s, const char *bone, float x, float y, float z) {
     const float at[3] = {x, y, z};
     SetBonePosition(GetBonePointerByName(s, bone), at, 0);
@@ -81,16 +78,14 @@ inline E3DLight *AddOmni(E3DScene *scene, float x, float y, float z, float inten
                          bool attenuate = false) {
     const float at[3] = {x, y, z}, white[4] = {1, 1, 1, 0};
     E3DLight *l = CreateOmniLight(at, white, intensity, nearR, farR, 0);
-    SetLightStatus(l, 1, attenuate ? 1 : 0);
-    AssignLightToScene(scene, l, 1);
+    SetLightStatus(l, 1, attenuate ? 1 : 0), AssignLightToScene(scene, l, 1);
     return l;
 }
 
 inline void AddSun(E3DScene *scene, const float (&at)[3], const float (&to)[3], float intensity) {
     const float warm[4] = {1, 0.85f, 0.7f, 0};
     E3DLight *l = CreateDirectLight(at, to, warm, intensity, 0);
-    SetLightStatus(l, 1, 0);
-    AssignLightToScene(scene, l, 1);
+    SetLightStatus(l, 1, 0), AssignLightToScene(scene, l, 1);
 }
 
 }  // namespace e3dtest
