@@ -123,32 +123,23 @@ TEST(Frame, HiddenParentsListsAndDispatchEdges) {
     {
         Stage s(true);  // a hidden parent still draws its children, uncounted
         E3DMesh *parent = Square(1.0f, 10.0f, 0xFF0000, -3.0f), *child = Square(1.0f, 10.0f, 0x00FF00, 3.0f);
-        AttachChildToNode(&parent->node, &child->node);
-        AssignMeshToScene(s.scene, parent, 0);
-        HideMesh(&parent->node);
-        ShowMesh(&child->node);
-        DrawScene(s.scene);
-        EXPECT_EQ(s.Written(), 121);
-        EXPECT_EQ(GetSceneNumberOfVisibleMeshes(s.scene), 0);
+        AttachChildToNode(&parent->node, &child->node), AssignMeshToScene(s.scene, parent, 0);
+        HideMesh(&parent->node), ShowMesh(&child->node), DrawScene(s.scene);
+        EXPECT_TRUE(s.Written() == 121 && GetSceneNumberOfVisibleMeshes(s.scene) == 0);
     }
     for (bool depth : {true, false}) {
         Stage s(depth);
         E3DMesh *near = Square(1.0f, 10.0f, 0xFF0000, -3.0f), *far = Square(1.0f, 10.0f, 0x00FF00, 3.0f);
-        AssignMeshToScene(s.scene, near, 0);
-        AssignMeshToScene(s.scene, far, 0);
+        AssignMeshToScene(s.scene, near, 0), AssignMeshToScene(s.scene, far, 0);
         ASSERT_EQ(s.scene->sortCapacity, 4);
-        // Without a list the frame still walks the scene.
-        s.scene->sortCapacity = 0;
-        SetMeshModelPosition(near, 0.0f, 0.0f, 5.0f);
-        SetMeshModelPosition(far, 1000.0f, 0.0f, 0.0f);
-        DrawScene(s.scene);
+        s.scene->sortCapacity = 0;  // without a list the frame still walks the scene
+        SetMeshModelPosition(near, 0.0f, 0.0f, 5.0f), SetMeshModelPosition(far, 1000.0f, 0.0f, 0.0f), DrawScene(s.scene);
         EXPECT_TRUE(near->worldMatrix[11] == 5.0f && far->worldMatrix[3] == 1000.0f) << "world matrices refreshed";
         EXPECT_TRUE((far->state & 0x20000u) && !(near->state & 0x20000u)) << "the box test ran";
         EXPECT_TRUE(GetSceneNumberOfVisibleMeshes(s.scene) == 1 && s.scene->count == 0 && s.Written() == 0);
         // A list too short for the second mesh: the first is drawn, nothing
         // is written past the list.
-        SetMeshModelPosition(near, 0.0f, 0.0f, 0.0f);
-        SetMeshModelPosition(far, 0.0f, 0.0f, 0.0f);
+        SetMeshModelPosition(near, 0.0f, 0.0f, 0.0f), SetMeshModelPosition(far, 0.0f, 0.0f, 0.0f);
         s.scene->sortCapacity = 2;
         DrawScene(s.scene);
         EXPECT_TRUE(s.scene->count == 2 && s.At(32 - 17, 24) == 0x7C00 && s.At(32 + 17, 24) == kBackground);
@@ -161,19 +152,13 @@ TEST(Frame, HiddenParentsListsAndDispatchEdges) {
     Stage s(true);
     E3DMesh *m = Square(1.0f, 10.0f, 0xFFFFFF);
     E3DTexture *odd = CreateCheckerTexture(48, 64, 2, 1, 2);
-    SetMaterialTexture(GetMeshDefaultMaterial(m), 0, odd, 0);
-    SetMeshQuadTexCoords(m, 0, 1.3f, 0.5f, 1.3f, 0.5f, 1.3f, 0.5f, 1.3f, 0.5f);
-    AssignMeshToScene(s.scene, m, 0);
-    DrawScene(s.scene);
-    Dispatch(m, 0xF00003);
+    SetMaterialTexture(GetMeshDefaultMaterial(m), 0, odd, 0), SetMeshQuadTexCoords(m, 0, 1.3f, 0.5f, 1.3f, 0.5f, 1.3f, 0.5f, 1.3f, 0.5f);
+    AssignMeshToScene(s.scene, m, 0), DrawScene(s.scene), Dispatch(m, 0xF00003);
     ASSERT_EQ(g_calls.size(), 1u);
     const float w = m->vertices[m->polygons[0].vertex[0]].invDepth;  // u held to 1, v at 0.5, times the sides - 1
     EXPECT_TRUE(g_calls[0].polygon.coords[0][0] == 47.0f * w && g_calls[0].polygon.coords[0][1] == 0.5f * 63.0f * w);
-    SetMeshModelPosition(m, 4.5f, 0, 0);
-    DrawScene(s.scene);
-    Dispatch(m, 0x300003);
-    ASSERT_EQ(g_calls.size(), 1u);
-    EXPECT_EQ(g_calls[0].address, &m->polygons[0]);
+    SetMeshModelPosition(m, 4.5f, 0, 0), DrawScene(s.scene), Dispatch(m, 0x300003);
+    EXPECT_TRUE(g_calls.size() == 1u && g_calls[0].address == &m->polygons[0]);
     DeleteTexture(odd);
 }
 

@@ -3,6 +3,7 @@
 // recorded layouts, refusals and failed allocations.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -15,20 +16,20 @@ namespace {
 
 class Generators : public ::testing::Test {
 protected:
-    void SetUp() override {
-        InitEngine3D();
-        for (int32_t &c : e3d::g_engine.nameCounters) c = 0;
-    }
+    void SetUp() override { InitEngine3D(), std::fill(std::begin(e3d::g_engine.nameCounters), std::end(e3d::g_engine.nameCounters), 0); }
     void TearDown() override { ReleaseEngine3D(); }
 };
 
+// The first mesh's default name, the generator, counts, the volume of a
+// closed solid (0 for an open one) and the share a tessellation may lose,
+// and a fingerprint of positions, corners, flags and texture coordinates
+// recorded from this engine: any change to a layout must be deliberate.
 struct Shape {
-    const char *name;  // the first mesh's default name
+    const char *name;
     std::function<E3DMesh *(const float *scale)> make;
     int vertices, polygons;
-    double volume;      // of a closed solid, 0 for an open one
-    double volumeSlack;  // the share a tessellation may lose
-    uint64_t layout;     // fingerprint of positions, corners, flags and texture coordinates
+    double volume, volumeSlack;
+    uint64_t layout;
 };
 
 const double kPi = 3.14159265358979323846;
@@ -88,7 +89,7 @@ double ClosedVolume(const E3DMesh *m, const char *what) {
 TEST_F(Generators, ShapesAreCountedClosedScaledAndLaidOutAsRecorded) {
     const float scale[3] = {1.5f, 2.0f, 0.5f};
     for (const Shape &shape : kShapes) {
-        for (int32_t &c : e3d::g_engine.nameCounters) c = 0;
+        std::fill(std::begin(e3d::g_engine.nameCounters), std::end(e3d::g_engine.nameCounters), 0);
         E3DMesh *plain = shape.make(nullptr), *scaled = shape.make(scale), *again = shape.make(nullptr);
         ASSERT_TRUE(plain && scaled && again) << shape.name;
         SCOPED_TRACE(std::string(shape.name) + " of " + std::to_string(shape.polygons));
