@@ -171,26 +171,21 @@ TEST(RenderModes, WireShowsOnlyGridLinesAndDotsOnlyCorners) {
         EXPECT_TRUE(wire.Written() > 5 * 2 * 20 && wire.Written() < 5 * 2 * 24 && solid.Written() > 2 * wire.Written());
         EXPECT_EQ(dots.Written(), 25);
         // Wire and dots land only on or beside the solid twin.
-        for (int y = 0; y < kH; ++y)
-            for (int x = 0; x < kW; ++x) {
-                if (wire.At(x, y) == kBackground && dots.At(x, y) == kBackground) continue;
-                EXPECT_TRUE(wire.At(x, y) == kBackground || wire.At(x, y) == 0x7FFF);
-                bool near = false;
-                for (int d = 0; d < 9; ++d) {
-                    const int u = x + d % 3 - 1, v = y + d / 3 - 1;
-                    near |= u >= 0 && u < kW && v >= 0 && v < kH && solid.At(u, v) != kBackground;
-                }
-                EXPECT_TRUE(near) << x << "," << y;
-            }
+        for (int i = 0; i < kW * kH; ++i) {
+            const int x = i % kW, y = i / kW;
+            if (wire.At(x, y) == kBackground && dots.At(x, y) == kBackground) continue;
+            bool near = false;
+            for (int d = 0; d < 9; ++d) near |= solid.At(std::clamp(x + d % 3 - 1, 0, kW - 1), std::clamp(y + d / 3 - 1, 0, kH - 1)) != kBackground;
+            EXPECT_TRUE(near && (wire.At(x, y) == kBackground || wire.At(x, y) == 0x7FFF)) << x << "," << y;
+        }
         // A floor of lines from behind the eye into the distance is cut at
         // near, not dropped: lines reach the bottom rows.
         Stage floor(depth);
         E3DMesh *g = FacingGrid(floor.scene, 0x300000, 40.0f, 8);
         SetMeshModelOrientation(g, 90.0f, 0.0f, 0.0f), SetMeshModelPosition(g, 0.0f, -2.0f, 0.0f);
         DrawScene(floor.scene);
-        int bottom = 0;
-        for (int x = 0; x < kW; ++x) bottom += floor.At(x, kH - 1) != kBackground;
-        EXPECT_TRUE(bottom > 0 && floor.GuardsIntact());
+        EXPECT_TRUE(std::any_of(&floor.pixels[(kH - 1) * kW], &floor.pixels[kH * kW], [](uint16_t p) { return p != kBackground; }));
+        EXPECT_TRUE(floor.GuardsIntact());
     }
 }
 
@@ -221,8 +216,7 @@ TEST(PainterRecordsAndDirectFills, DrawLikeEveryEntryThroughItsFiller) {
         std::vector<uint32_t> order(size_t(count), 0);
         if (!depthPass) e3d::SortPolygonList(uint32_t(count), list, order.data());
         std::fill(stage.pixels.begin(), stage.pixels.end(), kBackground);
-        if (depthPass) ClearViewportDepthBuffer(stage.viewport, 0);
-        e3d::SetRasterContext(stage.viewport, stage.camera);
+        ClearViewportDepthBuffer(stage.viewport, 0), e3d::SetRasterContext(stage.viewport, stage.camera);
         int direct = 0, others = 0;
         for (int32_t k = 0; k < count; ++k) {
             const E3DSortEntry &e = list[pass == 0 ? order[size_t(count - 1 - k)] : pass == 1 ? capacity - count + k : capacity - 1 - k];

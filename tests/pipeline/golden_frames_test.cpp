@@ -16,9 +16,7 @@
 
 namespace {
 
-using e3dscenes::Fnv1a;
-using e3dscenes::SceneKind;
-using e3dscenes::StandardScene;
+using e3dscenes::Fnv1a, e3dscenes::SceneKind, e3dscenes::StandardScene;
 
 // The small-triangle scene is a quarter of the benchmark's, for speed.
 constexpr int kSmallCount = 25000;

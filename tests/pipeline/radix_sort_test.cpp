@@ -62,11 +62,10 @@ TEST_F(RadixSort, ExamplesEarlyExitsAndQuirks) {
         {{0xBFC00000u, 0xBF800000u, 0xBFA00000u, 0xBFE00000u}, {0, 1, 2, 3}, {1, 2, 0, 3}, 2},
         {std::vector<uint32_t>(50, 0xDEADBEEFu), Identity(50, true), Identity(50, true), 0},
     };
-    for (const auto &c : cases) {
-        std::vector<uint32_t> idx = c.start;
-        if (c.mode == 2) RadixFloatSorter(uint32_t(idx.size()), reinterpret_cast<const float *>(c.keys.data()), idx.data());
-        else RadixLongSorter(uint32_t(idx.size()), c.keys.data(), idx.data(), c.mode);
-        EXPECT_EQ(idx, c.sorted) << "mode " << c.mode << " first key " << c.keys[0];
+    for (auto c : cases) {
+        if (c.mode == 2) RadixFloatSorter(uint32_t(c.start.size()), reinterpret_cast<const float *>(c.keys.data()), c.start.data());
+        else RadixLongSorter(uint32_t(c.start.size()), c.keys.data(), c.start.data(), c.mode);
+        EXPECT_EQ(c.start, c.sorted) << "mode " << c.mode << " first key " << c.keys[0];
     }
     std::vector<E3DSortEntry> entries(50);
     std::vector<uint32_t> pidx(50, 999);
@@ -116,10 +115,8 @@ TEST_F(RadixSort, RandomKeysOfEveryWidthMatchTheModels) {
 
 TEST_F(RadixSort, ScratchOnlyGrowsAndAFailedOneLeavesIndicesAlone) {
     std::vector<uint32_t> idx(100, 5);
-    ResetRadixSort(100, idx.data());
-    EXPECT_EQ(idx, Identity(100));
-    ResetRadixSort(10, idx.data());
-    EXPECT_EQ(e3d::g_radix.scratchCapacity, 100u);
+    EXPECT_EQ((ResetRadixSort(100, idx.data()), idx), Identity(100));
+    EXPECT_EQ((ResetRadixSort(10, idx.data()), e3d::g_radix.scratchCapacity), 100u);
     const uint32_t keys[] = {3, 2, 1};
     uint32_t small[] = {0, 1, 2}, again[] = {0, 1, 2};
     const int64_t before = e3dtest::MemoryStats().allocations;
@@ -127,10 +124,7 @@ TEST_F(RadixSort, ScratchOnlyGrowsAndAFailedOneLeavesIndicesAlone) {
     EXPECT_TRUE(e3dtest::MemoryStats().allocations == before && small[0] == 2u);
     InitRadixSort();
     EXPECT_TRUE(e3d::g_radix.scratch == nullptr && e3d::g_radix.scratchCapacity == 0u);
-    HostMemoryFailNth(1);
-    RadixLongSorter(3, keys, again, 0);
-    HostMemoryFailNth(0);
+    HostMemoryFailNth(1), RadixLongSorter(3, keys, again, 0), HostMemoryFailNth(0);
     EXPECT_TRUE(again[0] == 0u && again[2] == 2u && e3d::g_radix.scratchCapacity == 0u);
-    RadixLongSorter(3, keys, again, 0);  // works once memory is there again
-    EXPECT_EQ(again[0], 2u);
+    EXPECT_EQ((RadixLongSorter(3, keys, again, 0), again[0]), 2u) << "works once memory is there again";
 }

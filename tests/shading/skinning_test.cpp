@@ -126,10 +126,8 @@ TEST(Skinning, DeformationAndNormalsMatchAReferenceModel) {
     using M = std::array<double, 12>;
     auto mul = [](const M &a, const M &b) {
         M o{};
-        for (int i = 0; i < 3; ++i) {
-            for (int j = 0; j < 4; ++j) o[4 * i + j] = a[4 * i] * b[j] + a[4 * i + 1] * b[4 + j] + a[4 * i + 2] * b[8 + j];
-            o[4 * i + 3] += a[4 * i + 3];
-        }
+        for (int i = 0; i < 12; ++i) o[i] = a[i & ~3] * b[i & 3] + a[(i & ~3) + 1] * b[4 + (i & 3)] + a[(i & ~3) + 2] * b[8 + (i & 3)];
+        for (int i = 0; i < 3; ++i) o[4 * i + 3] += a[4 * i + 3];
         return o;
     };
     auto inverse = [](const M &a) {  // cofactors, and the translation taken back
@@ -164,11 +162,9 @@ TEST(Skinning, DeformationAndNormalsMatchAReferenceModel) {
         ASSERT_EQ(AssignSkeletonToMesh(mesh, chain), 1);
         SetMeshModelPosition(mesh, offset(rng), offset(rng), offset(rng)), SetMeshModelOrientation(mesh, angle(rng), angle(rng), angle(rng));
         for (int v = 0; v < mesh->vertexCount; ++v) {
-            float w[4] = {unit(rng), unit(rng), unit(rng), unit(rng)};
-            const float sum = w[0] + w[1] + w[2] + w[3];
-            for (float &x : w) x /= sum;
+            float w[4] = {unit(rng), unit(rng), unit(rng), unit(rng)}, sum = w[0] + w[1] + w[2] + w[3];
             const int32_t bones[4] = {0, 1, 2, v % 2 ? 1 : 0};
-            ASSERT_EQ(SetVertexBoneWeights(mesh, v, bones, w), 1);
+            ASSERT_EQ((std::for_each(w, w + 4, [sum](float &x) { x /= sum; }), SetVertexBoneWeights(mesh, v, bones, w)), 1);
         }
         mesh->skinWeights[4] = (mesh->skinWeights[4] & 0x00FFFFFFu) | 0xC8000000u;  // bone 200: missing
         std::memcpy(mesh->worldMatrix, mesh->modelMatrix, sizeof mesh->worldMatrix);  // as the walk makes it
@@ -205,7 +201,7 @@ TEST(Skinning, DeformationAndNormalsMatchAReferenceModel) {
             ExpectNear3(q, at[0], at[1], at[2], 1e-4, "random chain", trial * 100 + v);
             const double length = std::sqrt(turned[0] * turned[0] + turned[1] * turned[1] + turned[2] * turned[2]);
             float normal[3];
-            e3d::SkinNormal(mesh, v, n, normal);
+            e3d::SkinNormal(mesh, v, n, normal);  // blended like the position, then normalised
             ExpectNear3(normal, turned[0] / length, turned[1] / length, turned[2] / length, 1e-5, "normal", trial * 100 + v);
             for (int a = 0; a < 3; ++a) seenLo[a] = std::min(seenLo[a], q[a]), seenHi[a] = std::max(seenHi[a], q[a]);
         }
