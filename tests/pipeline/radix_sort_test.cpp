@@ -1,5 +1,4 @@
-// Radix sorters against std::stable_sort and a model of the float order,
-// plus the deliberate quirks, the scratch array and its failure.
+// Radix sorters against std::stable_sort and a float-order model, quirks, scratch.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -15,8 +15,7 @@ namespace {
 
 std::vector<float> Scissor(const E3DViewport *v) {
     std::vector<float> s(4);
-    GetViewportScissor(v, s.data());
-    return s;
+    return GetViewportScissor(v, s.data()), s;
 }
 
 }  // namespace
@@ -25,7 +24,6 @@ TEST(Viewport, OwnBufferIsDoubledWhileScissorAndPitchAreNotAndSurfacesAreBorrowe
     e3dtest::LeakCheck leaks;
     const int64_t before = e3dtest::MemoryStats().liveBytes;
     E3DViewport *v = CreateViewport(nullptr, 160, 120, 0, 1);
-    ASSERT_NE(v, nullptr);
     EXPECT_TRUE(v->width == 320.0f && v->height == 240.0f && v->pitch == 160u && v->flags == 0x44u);
     EXPECT_TRUE(v->centerX == 160.0f && v->centerY == 120.0f && v->yScale == -1.0f && v->aspect == -1.0f);
     EXPECT_EQ(v->reserved13, 32768u);

@@ -1,6 +1,5 @@
-// Primitive generators over a table of shapes: counts, names, closed and
-// inward-facing solids whose volume matches the shape, the scale vector,
-// recorded layouts, refusals and failed allocations.
+// Generators over a table of shapes: counts, names, closed inward-facing
+// solids of the right volume, the scale, layouts, refusals, failed allocations.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -88,15 +88,11 @@ TEST(Lighting, ComposeAndTheLightlessHeadlight) {
     EXPECT_EQ(ComposeColor(s, &m, 0x700000), (165u << 16) | (81u << 8) | 59u);  // S x level x colour 3 added
     s.r = s.g = s.b = s.specular = 0.0f;
     EXPECT_EQ(ComposeColor(s, &m, 0x700000), (15u << 16) | (26u << 8) | 37u);
-    s.r = s.g = s.b = 8.0f;
-    const uint32_t high = ComposeColor(s, &m, 0x700000);
-    s.r = s.g = s.b = -8.0f;
-    EXPECT_TRUE(high == 0xFFFFFFu && ComposeColor(s, &m, 0x700000) == 0u) << "held to 0 .. 255";
+    const uint32_t high = (s.r = s.g = s.b = 8.0f, ComposeColor(s, &m, 0x700000));
+    EXPECT_TRUE(high == 0xFFFFFFu && (s.r = s.g = s.b = -8.0f, ComposeColor(s, &m, 0x700000)) == 0u) << "held to 0 .. 255";
     E3DPolygon p{};
     for (float k : {0.0f, -0.5f, std::nanf("")})
         EXPECT_EQ((g_lighting.lightless(&p, k, 0x700003, &m), p.color), 0u) << "turned away: black";
-    g_lighting.lightless(&p, 0.5f, 0x700003, &m);
-    EXPECT_EQ(p.color, (65u << 16) | (56u << 8) | 57u);
-    g_lighting.lightless(&p, 0.5f, 0xF00003, &m);
-    EXPECT_EQ(p.color, (142u << 16) | (153u << 8) | 164u);
+    EXPECT_EQ((g_lighting.lightless(&p, 0.5f, 0x700003, &m), p.color), (65u << 16) | (56u << 8) | 57u);
+    EXPECT_EQ((g_lighting.lightless(&p, 0.5f, 0xF00003, &m), p.color), (142u << 16) | (153u << 8) | 164u);
 }
