@@ -13,8 +13,7 @@ namespace {
 
 std::vector<uint32_t> Identity(uint32_t n, bool reversed = false) {
     std::vector<uint32_t> v(n);
-    for (uint32_t i = 0; i < n; ++i) v[i] = reversed ? n - 1 - i : i;
-    return v;
+    return std::iota(v.begin(), v.end(), 0u), reversed ? std::vector<uint32_t>(v.rbegin(), v.rend()) : v;
 }
 
 // Ascending by value over the total order of float bit patterns (sign-set

@@ -72,8 +72,8 @@ TEST(Viewport, ScissorTypeAndDepthState) {
     EXPECT_EQ(v->flags, 0x80000005u) << "only the type bits are replaced: the enable bit stays";
     ASSERT_EQ(SetViewportDepthState(v, 0), 0);  // nothing to free
     const int64_t allocations = e3dtest::MemoryStats().allocations;
-    EXPECT_TRUE(SetViewportDepthState(v, 1) == 1 && SetViewportDepthState(v, 1) == 1 && (v->flags & 0x18u) == 0x18u);
-    EXPECT_EQ(e3dtest::MemoryStats().allocations - allocations, 1);
+    EXPECT_TRUE(SetViewportDepthState(v, 1) == 1 && SetViewportDepthState(v, 1) == 1 && (v->flags & 0x18u) == 0x18u &&
+                e3dtest::MemoryStats().allocations - allocations == 1);
     // From the truncated top edge's row, (bottom - top) rows' worth of
     // elements; a value of four equal bytes and one of unequal ones alike.
     for (int32_t value : {0x7F7F7F7F, 5}) {

@@ -124,10 +124,8 @@ TEST_F(Generators, RefusalsAndTheSmallestAcceptedShapes) {
     for (int32_t c : e3d::g_engine.nameCounters) EXPECT_EQ(c, 0) << "refusals name nothing";
     for (E3DMesh *m : {GridCreate(1.0f, nullptr, 1, 1, 0), SphereCreate(1e-3f, nullptr, 4, 4, 0),
                        TorusCreate(2.0f, 0.5f, nullptr, 4, 4, 0), DiskCreate(1.0f, nullptr, 4, 0),
-                       CylinderCreate(1.0f, 2.0f, nullptr, 4, 1, 0), CubeCreate(std::nanf(""), nullptr, 0)}) {
-        EXPECT_NE(m, nullptr) << "the smallest accepted, and a size that is not a number";
-        DeleteMesh(m);
-    }
+                       CylinderCreate(1.0f, 2.0f, nullptr, 4, 1, 0), CubeCreate(std::nanf(""), nullptr, 0)})
+        EXPECT_NE((DeleteMesh(m), m), nullptr) << "the smallest accepted, and a size that is not a number";
 }
 
 TEST_F(Generators, EveryFailedAllocationGivesNullLeavesNothingAndCountsNothing) {

@@ -22,8 +22,8 @@ TEST(Skinning, WeightsAreValidatedStoredAndKeptThroughGrowth) {
     E3DSkeleton *s = Arm();
     const int32_t bones[4] = {0, 1, -1, -1}, three[4] = {2, 0, 1, -1}, none[4] = {-1, -1, -1, -1};
     const float halves[4] = {0.5f, 0.5f, 0, 0}, nan = std::nanf("");
-    int32_t gotBones[4];
-    float gotWeights[4];
+    int32_t gotBones[4] = {};
+    float gotWeights[4] = {};
     EXPECT_TRUE(SetVertexBoneWeights(m, 0, bones, halves) == 0 && m->meshKind == 1) << "no skeleton yet";
     ASSERT_TRUE(AssignSkeletonToMesh(m, s) == 1 && m->meshKind == 2 && SetVertexBoneWeights(m, 3, bones, halves) == 1);
     const uint32_t stored[4] = {0xFFFF0100u, 0x40004000u, 0, 0};
