@@ -116,12 +116,13 @@ TEST_F(RadixSort, ScratchOnlyGrowsAndAFailedOneLeavesIndicesAlone) {
     EXPECT_EQ((ResetRadixSort(100, idx.data()), idx), Identity(100));
     EXPECT_EQ((ResetRadixSort(10, idx.data()), e3d::g_radix.scratchCapacity), 100u);
     const uint32_t keys[] = {3, 2, 1};
-    uint32_t small[] = {0, 1, 2}, again[] = {0, 1, 2};
+    uint32_t small[] = {0, 1, 2}, again[] = {7, 7, 7};
     const int64_t before = e3dtest::MemoryStats().allocations;
     RadixLongSorter(3, keys, small, 0);
     EXPECT_TRUE(e3dtest::MemoryStats().allocations == before && small[0] == 2u);
     InitRadixSort();
     EXPECT_TRUE(e3d::g_radix.scratch == nullptr && e3d::g_radix.scratchCapacity == 0u);
+    HostMemoryFailNth(1), e3d::SortPolygonList(3, std::vector<E3DSortEntry>(3).data(), again), HostMemoryFailNth(0);  // list order
     HostMemoryFailNth(1), RadixLongSorter(3, keys, again, 0), HostMemoryFailNth(0);
     EXPECT_TRUE(again[0] == 0u && again[2] == 2u && e3d::g_radix.scratchCapacity == 0u);
     EXPECT_EQ((RadixLongSorter(3, keys, again, 0), again[0]), 2u) << "works once memory is there again";
