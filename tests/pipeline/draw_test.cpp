@@ -72,14 +72,14 @@ E3DMesh *MixedTriangles(E3DScene *scene, int n, bool opaqueOnly) {
 }  // namespace
 
 TEST(Frame, SeeThroughIsDrawnBackToFrontAndNothingWithoutTheEnableBit) {
-    // A half-opaque far square and an additive near one: the far one is
-    // mixed in first, and the additive one is no opaque surface either.
+    // Half-opaque far, full-level additive near (no opaque surface): far mixed in first.
     for (bool depth : {true, false}) {
         Stage t(depth);
         SetCameraRoll(t.camera, 90.0f);  // the view's rows are not the axes: the box test must turn with them
         E3DMesh *near = Square(1.0f, 12.0f, 0xFF0000), *far = Square(3.0f, 30.0f, 0x0000FF);
         SetMaterialAlphaMode(GetMeshDefaultMaterial(far), 2), SetMaterialAlphaLevel(GetMeshDefaultMaterial(far), 128);
-        SetMaterialAlphaMode(GetMeshDefaultMaterial(near), 1), AssignMeshToScene(t.scene, near, 0), AssignMeshToScene(t.scene, far, 0);
+        SetMaterialAlphaMode(GetMeshDefaultMaterial(near), 1), SetMaterialAlphaLevel(GetMeshDefaultMaterial(near), 255);
+        AssignMeshToScene(t.scene, near, 0), AssignMeshToScene(t.scene, far, 0);
         DrawScene(t.scene);
         const uint16_t afterFar = e3d::MixPixels(0, 0, 128 * 31, 127, kBackground);
         EXPECT_EQ(t.At(32, 24), e3d::AddPixels(0x7C00, afterFar)) << "depth " << depth;
