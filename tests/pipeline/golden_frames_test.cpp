@@ -61,6 +61,10 @@ public:
     FlushDenormals() : saved_(unsigned(__builtin_aarch64_get_fpcr())) { __builtin_aarch64_set_fpcr(saved_ | (1u << 24)); }
     ~FlushDenormals() { __builtin_aarch64_set_fpcr(saved_); }
     static constexpr bool kActive = true;
+#elif defined(__arm__) && defined(__ARM_FP)
+    FlushDenormals() { asm volatile("vmrs %0, fpscr" : "=r"(saved_)); asm volatile("vmsr fpscr, %0" : : "r"(saved_ | (1u << 24))); }
+    ~FlushDenormals() { asm volatile("vmsr fpscr, %0" : : "r"(saved_)); }
+    static constexpr bool kActive = true;
 #else
     static constexpr bool kActive = false;
 #endif
