@@ -1,8 +1,13 @@
-// Clipping against the scissor edges and the near/far planes.
+// Clipping against the near and far planes and the scissor edges, stage by
+// stage against a double-precision model of the same walk, and edges cut to
+// the depth range.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <random>
+#include <vector>
 
 #include "core/clip.h"
 
@@ -10,207 +15,182 @@ using namespace e3d;
 
 namespace {
 
-ClipFrame Frame() {
-    ClipFrame f{};
-    f.xMin = 0.0f;
-    f.xMax = 320.0f;
-    f.yMin = 0.0f;
-    f.yMax = 200.0f;
-    f.centerX = 160.0f;
-    f.centerY = 100.0f;
-    f.yScale = -1.0f;
-    f.focal = 200.0f;
-    f.nearZ = 1.0f;
-    f.farZ = 100.0f;
-    return f;
-}
+const ClipFrame kFrame = {0, 320, 0, 200, 160, 100, -1, 200, 1, 100};
 
-ClipVertex Screen(float x, float y, const ClipFrame &f, float w = 0.5f) {
+// viewX, viewY, viewZ, screenX, screenY, invDepth, u, v, r, g, b
+using Corner = std::array<double, 11>;
+enum { kViewZ = 2, kScreenX = 3, kInvDepth = 5 };
+
+// Projects a view-space point as the engine's clamping projector does.
+ClipVertex View(float x, float y, float z) {
     ClipVertex v{};
-    v.screenX = x;
-    v.screenY = y;
-    v.invDepth = w;
-    v.outCode = ScreenCodeX(x, f) | ScreenCodeY(y, f);
+    v.viewX = x, v.viewY = y, v.viewZ = z;
+    v.invDepth = 1.0f / (z - kFrame.nearZ <= 0 ? kFrame.nearZ : z - kFrame.farZ > 0 ? kFrame.farZ : z);
+    const float k = v.invDepth * kFrame.focal;
+    v.screenX = x * k + kFrame.centerX;
+    v.screenY = y * (k * kFrame.yScale) + kFrame.centerY;
+    v.outCode = z - kFrame.nearZ <= 0 ? uint32_t(kOutNear) : z - kFrame.farZ > 0 ? uint32_t(kOutFar)
+              : ScreenCodeX(v.screenX, kFrame) | ScreenCodeY(v.screenY, kFrame);
     return v;
 }
 
-// Projects a view-space point the way the clamping projector does.
-ClipVertex View(float x, float y, float z, const ClipFrame &f) {
-    ClipVertex v{};
-    v.viewX = x;
-    v.viewY = y;
-    v.viewZ = z;
-    if (z - f.nearZ <= 0.0f) {
-        v.outCode = kOutNear;
-        v.invDepth = 1.0f / f.nearZ;
-    } else if (z - f.farZ > 0.0f) {
-        v.outCode = kOutFar;
-        v.invDepth = 1.0f / f.farZ;
-    } else {
-        v.invDepth = 1.0f / z;
-        const float k = v.invDepth * f.focal;
-        v.screenX = x * k + f.centerX;
-        v.screenY = y * k * f.yScale + f.centerY;
-        v.outCode = ScreenCodeX(v.screenX, f) | ScreenCodeY(v.screenY, f);
-    }
-    return v;
+std::vector<Corner> Model(const ClipPolygon &p) {
+    std::vector<Corner> m(size_t(p.count));
+    for (int i = 0; i < p.count; ++i)
+        for (int k = 0; k < 11; ++k) m[size_t(i)][size_t(k)] = (&p.corners[i].viewX)[k];
+    return m;
 }
 
-double SignedArea(const ClipPolygon &p) {
-    double a = 0;
-    for (int i = 0; i < p.count; ++i) {
-        const ClipVertex &u = p.corners[i], &w = p.corners[(i + 1) % p.count];
-        a += double(u.screenX) * w.screenY - double(w.screenX) * u.screenY;
+// One boundary: axis 0 x, 1 y, 2 depth; beyond it is below or above it.
+std::vector<Corner> ModelStage(const std::vector<Corner> &in, int axis, double boundary, bool beyondAbove) {
+    const size_t k = axis == 2 ? size_t(kViewZ) : size_t(kScreenX + axis);
+    auto out = [&](const Corner &c) { return beyondAbove ? c[k] > boundary : c[k] < boundary || (axis == 2 && c[k] == boundary); };
+    std::vector<Corner> r;
+    for (size_t i = 0; i < in.size(); ++i) {
+        const Corner &a = in[i], &b = in[(i + 1) % in.size()];
+        const double t = (boundary - a[k]) / (b[k] - a[k]);
+        Corner n;
+        for (size_t j = 0; j < 11; ++j) n[j] = a[j] + t * (b[j] - a[j]);
+        n[k] = boundary;
+        if (axis == 2) {
+            n[kInvDepth] = 1 / boundary;
+            n[kScreenX] = n[0] * n[kInvDepth] * kFrame.focal + kFrame.centerX;
+            n[kScreenX + 1] = n[1] * n[kInvDepth] * kFrame.focal * kFrame.yScale + kFrame.centerY;
+        }
+        if (!out(a)) r.push_back(a);
+        if (out(a) != out(b) && !(out(b) && t == 0)) r.push_back(n);  // a cut on the corner itself is dropped
     }
-    return a / 2;
+    return r;
+}
+
+// The engine's stage against the model, corner codes against positions.
+void ExpectStage(const ClipPolygon &in, const ClipPolygon &out, int axis, double boundary, bool beyondAbove) {
+    const std::vector<Corner> want = ModelStage(Model(in), axis, boundary, beyondAbove), got = Model(out);
+    ASSERT_EQ(got.size(), want.size());
+    for (size_t i = 0; i < got.size(); ++i) {
+        for (size_t k = axis == 2 ? 0 : kScreenX; k < 11; ++k)
+            ASSERT_NEAR(got[i][k], want[i][k], 1e-4 * (1 + std::fabs(want[i][k]))) << "corner " << i << " value " << k;
+        const double x = got[i][kScreenX], y = got[i][kScreenX + 1];
+        const uint32_t screen = kOutLeft * (x < kFrame.xMin) | kOutRight * (x > kFrame.xMax) |
+                                kOutAbove * (y < kFrame.yMin) | kOutBelow * (y > kFrame.yMax);
+        // A corner beyond a plane was never given screen bits.
+        const uint32_t depth = (axis == 2) * (kOutNear * (got[i][kViewZ] < kFrame.nearZ) | kOutFar * (got[i][kViewZ] > kFrame.farZ));
+        ASSERT_EQ(out.corners[i].outCode, depth ? depth : screen) << "corner " << i;
+    }
 }
 
 }  // namespace
 
-TEST(Clip, SignTestTreatsNegativeZeroAsInside) {
-    EXPECT_FALSE(IsNegative(0.0f));
-    EXPECT_FALSE(IsNegative(-0.0f));
-    EXPECT_TRUE(IsNegative(-1e-30f));
-    const ClipFrame f = Frame();
-    EXPECT_EQ(ScreenCodeX(0.0f, f), 0u);
-    EXPECT_EQ(ScreenCodeX(320.0f, f), 0u);
-    EXPECT_EQ(ScreenCodeX(320.001f, f), kOutRight);
-    EXPECT_EQ(ScreenCodeY(-0.001f, f), kOutAbove);
-}
-
-TEST(Clip, InsideTriangleRunsNoStage) {
-    const ClipFrame f = Frame();
-    ClipPolygon a{}, b{};
-    a.count = 3;
-    a.corners[0] = Screen(10, 10, f);
-    a.corners[1] = Screen(100, 20, f);
-    a.corners[2] = Screen(50, 150, f);
-    b.count = 77;
-    const ClipPolygon *r = ClipToScreen<kAttrPlain>(a, b, f);
-    EXPECT_EQ(r, &a);
-    EXPECT_EQ(b.count, 77);
-}
-
-TEST(Clip, CornerLeftOfTheScreenBecomesTwo) {
-    const ClipFrame f = Frame();
-    ClipPolygon a{}, b{};
-    a.count = 3;
-    a.corners[0] = Screen(-10, 100, f, 1.0f);
-    a.corners[1] = Screen(30, 60, f, 0.5f);
-    a.corners[2] = Screen(30, 140, f, 0.5f);
-    a.corners[0].u = 0.0f;
-    a.corners[1].u = 8.0f;
-    a.corners[2].u = 8.0f;
-    const ClipPolygon *r = ClipToScreen<kAttrTextured>(a, b, f);
-    ASSERT_EQ(r->count, 4);
-    // Edge 0->1 enters: intersection first; then 1, 2; edge 2->0 leaves.
-    EXPECT_FLOAT_EQ(r->corners[0].screenX, 0.0f);
-    EXPECT_FLOAT_EQ(r->corners[0].screenY, 90.0f);
-    EXPECT_FLOAT_EQ(r->corners[0].invDepth, 0.875f);
-    EXPECT_FLOAT_EQ(r->corners[0].u, 2.0f);
-    EXPECT_EQ(r->corners[0].outCode, 0u);
-    EXPECT_FLOAT_EQ(r->corners[1].screenX, 30.0f);
-    EXPECT_FLOAT_EQ(r->corners[3].screenX, 0.0f);
-    EXPECT_FLOAT_EQ(r->corners[3].screenY, 110.0f);
-}
-
-TEST(Clip, IntersectionOnTheInsideCornerIsDropped) {
-    // Corner 0 lies exactly on the left edge (inside); corner 1 is outside,
-    // so the edge 0->1 meets the line at corner 0 itself.
-    const ClipFrame f = Frame();
-    ClipPolygon a{}, b{};
-    a.count = 3;
-    a.corners[0] = Screen(0, 50, f);
-    a.corners[1] = Screen(-20, 100, f);
-    a.corners[2] = Screen(40, 120, f);
-    ClipAgainst<kAttrPlain, ClipEdge::Vertical>(a, b, f.xMin, kOutLeft, f);
-    ASSERT_EQ(b.count, 3);
-    EXPECT_FLOAT_EQ(b.corners[0].screenX, 0.0f);
-    EXPECT_FLOAT_EQ(b.corners[0].screenY, 50.0f);
-    EXPECT_FLOAT_EQ(b.corners[1].screenX, 0.0f);
-    EXPECT_GT(b.corners[1].screenY, 100.0f);
-}
-
-TEST(Clip, NearPlaneMakesAQuadWithCornersOnThePlane) {
-    const ClipFrame f = Frame();
-    ClipPolygon a{}, b{};
-    a.count = 3;
-    a.corners[0] = View(0, 0, -1, f);  // behind the camera
-    a.corners[1] = View(-2, 1, 5, f);
-    a.corners[2] = View(2, 1, 5, f);
-    a.corners[0].r = 0;
-    a.corners[1].r = 200;
-    a.corners[2].r = 200;
-    ClipAgainst<kAttrGouraud, ClipEdge::Depth>(a, b, f.nearZ, kOutNear, f);
-    ASSERT_EQ(b.count, 4);
-    // Entering on edge 0->1 at t = 1/3, then 1 and 2, leaving on edge 2->0.
-    const ClipVertex &n = b.corners[0];
-    EXPECT_FLOAT_EQ(n.viewZ, 1.0f);
-    EXPECT_FLOAT_EQ(n.invDepth, 1.0f);
-    EXPECT_FLOAT_EQ(n.viewX, -2.0f / 3.0f);
-    EXPECT_FLOAT_EQ(n.screenX, -2.0f / 3.0f * 200.0f + 160.0f);
-    EXPECT_FLOAT_EQ(n.screenY, -(1.0f / 3.0f) * 200.0f + 100.0f);
-    EXPECT_NEAR(n.r, 200.0f / 3.0f, 1e-3);
-    EXPECT_EQ(n.outCode & (kOutNear | kOutFar), 0u);
-    EXPECT_FLOAT_EQ(b.corners[3].viewX, 2.0f / 3.0f);
-}
-
-TEST(Clip, RandomTrianglesStayInsideAndWithinNineCorners) {
-    const ClipFrame f = Frame();
+TEST(Clip, StagesMatchTheModel) {
     std::mt19937 rng(5);
-    std::uniform_real_distribution<float> pos(-30.0f, 30.0f);
-    std::uniform_real_distribution<float> depth(-20.0f, 150.0f);
-    int clippedBoth = 0;
+    auto any = [&](float lo, float hi) { return std::uniform_real_distribution<float>(lo, hi)(rng); };
+    // Some values exactly on a bound: on it is inside.
+    auto snapped = [&](float lo, float hi, float a, float b) { return rng() % 5 ? any(lo, hi) : rng() % 2 ? a : b; };
+    int cutTwice = 0;
     for (int round = 0; round < 20000; ++round) {
-        ClipPolygon a{}, b{};
+        ClipPolygon a{}, b{}, c{};
         a.count = 3;
-        for (int j = 0; j < 3; ++j) a.corners[j] = View(pos(rng), pos(rng), depth(rng), f);
-        uint32_t any = 0, all = ~0u;
-        for (int j = 0; j < 3; ++j) any |= a.corners[j].outCode, all &= a.corners[j].outCode;
-        if (all) continue;
-        ClipPolygon *in = &a, *out = &b;
-        if (any & kOutNear) {
-            ClipAgainst<kAttrPlain, ClipEdge::Depth>(*in, *out, f.nearZ, kOutNear, f);
-            std::swap(in, out);
+        for (int j = 0; j < 3; ++j) {
+            a.corners[j] = View(any(-30, 30), any(-30, 30), snapped(-20, 150, kFrame.nearZ, kFrame.farZ));
+            a.corners[j].u = any(0, 64), a.corners[j].v = any(0, 64);
+            a.corners[j].r = any(0, 255), a.corners[j].g = any(0, 255), a.corners[j].b = any(0, 255);
         }
-        if ((any & kOutFar) && in->count >= 3) {
-            ClipAgainst<kAttrPlain, ClipEdge::Depth>(*in, *out, f.farZ, kOutFar, f);
-            std::swap(in, out);
+        ClipAgainst<kAttrTexturedGouraud, ClipEdge::Depth>(a, b, kFrame.nearZ, kOutNear, kFrame);
+        ExpectStage(a, b, 2, kFrame.nearZ, false);
+        ClipAgainst<kAttrTexturedGouraud, ClipEdge::Depth>(b, c, kFrame.farZ, kOutFar, kFrame);
+        ExpectStage(b, c, 2, kFrame.farZ, true);
+        cutTwice += c.count > b.count && b.count > a.count;
+        // The screen: random polygons of 3 to 8 corners, some on the edges.
+        a.count = 3 + int(rng() % 6);
+        for (int j = 0; j < a.count; ++j) {
+            ClipVertex &v = a.corners[j];
+            v.screenX = snapped(-100, 420, kFrame.xMin, kFrame.xMax), v.screenY = snapped(-100, 300, kFrame.yMin, kFrame.yMax);
+            v.invDepth = any(0.01f, 1), v.u = any(0, 64), v.v = any(0, 64), v.r = any(0, 255), v.g = v.b = any(0, 255);
+            v.outCode = ScreenCodeX(v.screenX, kFrame) | ScreenCodeY(v.screenY, kFrame);
         }
-        if (in->count < 3) continue;
-        if ((any & (kOutNear | kOutFar)) == (kOutNear | kOutFar)) ++clippedBoth;
-        for (int j = 0; j < in->count; ++j) {
-            ASSERT_GE(in->corners[j].viewZ, f.nearZ - 1e-4f);
-            ASSERT_LE(in->corners[j].viewZ, f.farZ + 1e-3f);
+        ClipPolygon work = a, spare{}, stages[5] = {a};
+        const float bounds[4] = {kFrame.xMin, kFrame.xMax, kFrame.yMin, kFrame.yMax};
+        const uint32_t bits[4] = {kOutLeft, kOutRight, kOutAbove, kOutBelow};
+        int ran = 0;
+        for (int s = 0; s < 4; ++s) {
+            uint32_t any = 0;
+            for (int j = 0; j < stages[s].count; ++j) any |= stages[s].corners[j].outCode;
+            if (!(any & bits[s])) {
+                stages[s + 1] = stages[s];
+                continue;
+            }
+            ++ran;
+            if (s < 2) ClipAgainst<kAttrTexturedGouraud, ClipEdge::Vertical>(stages[s], stages[s + 1], bounds[s], bits[s], kFrame);
+            else ClipAgainst<kAttrTexturedGouraud, ClipEdge::Horizontal>(stages[s], stages[s + 1], bounds[s], bits[s], kFrame);
+            ExpectStage(stages[s], stages[s + 1], s / 2, bounds[s], s % 2 == 1);
         }
-        ClipPolygon &other = (in == &a) ? b : a;
-        const ClipPolygon *r = ClipToScreen<kAttrPlain>(*in, other, f);
-        ASSERT_LE(r->count, 9);
-        for (int j = 0; j < r->count; ++j) {
-            ASSERT_GE(r->corners[j].screenX, f.xMin - 1e-2f);
-            ASSERT_LE(r->corners[j].screenX, f.xMax + 1e-2f);
-            ASSERT_GE(r->corners[j].screenY, f.yMin - 1e-2f);
-            ASSERT_LE(r->corners[j].screenY, f.yMax + 1e-2f);
-        }
-        if (r->count >= 3) {
-            ASSERT_LE(std::fabs(SignedArea(*r)), 320.0 * 200.0 * 1.0001);
-        }
+        // The whole walk: the same stages in that order, none for a polygon inside.
+        const ClipPolygon *r = ClipToScreen<kAttrTexturedGouraud>(work, spare, kFrame);
+        ASSERT_EQ(r, ran % 2 ? &spare : &work);
+        ASSERT_EQ(r->count, stages[4].count);
+        ASSERT_EQ(std::memcmp(r->corners, stages[4].corners, sizeof(ClipVertex) * size_t(r->count)), 0);
     }
-    EXPECT_GT(clippedBoth, 10);
+    EXPECT_GT(cutTwice, 10);
 }
 
 TEST(Clip, NonFiniteCornersNeverOverflowTheArrays) {
-    const ClipFrame f = Frame();
     std::mt19937 rng(9);
     const float specials[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 0.0f, 160.0f};
     for (int round = 0; round < 5000; ++round) {
         ClipPolygon a{}, b{};
         a.count = 3 + int(rng() % 6);
         for (int j = 0; j < a.count; ++j) {
-            a.corners[j] = Screen(specials[rng() % 7], specials[rng() % 7], f);
+            a.corners[j].screenX = specials[rng() % 7], a.corners[j].screenY = specials[rng() % 7];
             a.corners[j].outCode = rng() & 0x3C0u;
         }
-        const ClipPolygon *r = ClipToScreen<kAttrTexturedGouraud>(a, b, f);
-        ASSERT_LE(r->count, kClipCapacity);
+        ASSERT_LE(ClipToScreen<kAttrTexturedGouraud>(a, b, kFrame)->count, kClipCapacity);
+    }
+}
+
+// Which attributes travel with a corner: texture bits, and shade mode 7.
+TEST(Clip, AttributeSetsOfModes) {
+    EXPECT_EQ(AttributeSetOf(6u), kAttrPlain);
+    EXPECT_EQ(AttributeSetOf(7u), kAttrGouraud);
+    EXPECT_EQ(AttributeSetOf(0x0800000u | 5u), kAttrTextured);
+    EXPECT_EQ(AttributeSetOf(0x4000000u | 0xFu), kAttrTexturedGouraud);
+}
+
+// An edge cut to the depth range: an end beyond a plane moves onto it and
+// is projected there; an edge beyond one plane has no part left.
+TEST(Clip, EdgesCutToTheDepthRange) {
+    g_clipFrame = kFrame;
+    std::mt19937 rng(3);
+    auto any = [&](float lo, float hi) { return std::uniform_real_distribution<float>(lo, hi)(rng); };
+    const float depths[] = {kFrame.nearZ, kFrame.farZ, 0, 50, 120};
+    for (int round = 0; round < 20000; ++round) {
+        E3DVertex ends[2] = {};
+        for (E3DVertex &e : ends) {
+            const ClipVertex v = View(any(-30, 30), any(-30, 30), rng() % 4 ? any(-20, 150) : depths[rng() % 5]);
+            e.viewX = v.viewX, e.viewY = v.viewY, e.depth = v.viewZ, e.screenX = v.screenX, e.screenY = v.screenY;
+            e.invDepth = v.invDepth, e.clipCode = v.outCode | (rng() & kOutScreenX);
+        }
+        EdgePoint from{}, to{};
+        const bool kept = CutEdgeToDepthRange(ends[0], ends[1], from, to);
+        const uint32_t depth = kOutNear | kOutFar, codeA = ends[0].clipCode & depth, codeB = ends[1].clipCode & depth;
+        const double za = ends[0].depth, dz = double(ends[1].depth) - za;
+        double t[2] = {0, 1};
+        for (int e = 0; e < 2; ++e) {
+            const uint32_t code = e ? codeB : codeA;
+            if (!code) continue;
+            const double plane = code == kOutNear ? kFrame.nearZ : kFrame.farZ;
+            t[e] = (plane - za) / dz;
+            const EdgePoint &p = e ? to : from;
+            const double x = ends[0].viewX + t[e] * (ends[1].viewX - ends[0].viewX);
+            const double y = ends[0].viewY + t[e] * (ends[1].viewY - ends[0].viewY);
+            if (!(codeA & codeB) && std::isfinite(t[e])) {
+                ASSERT_NEAR(p.t, t[e], 1e-5);
+                ASSERT_NEAR(p.w, 1 / plane, 1e-7);
+                ASSERT_NEAR(p.x, x / plane * kFrame.focal + kFrame.centerX, 1e-2);
+                ASSERT_NEAR(p.y, -y / plane * kFrame.focal + kFrame.centerY, 1e-2);
+            }
+        }
+        ASSERT_TRUE(codeA || (from.x == ends[0].screenX && from.y == ends[0].screenY && from.w == ends[0].invDepth));
+        ASSERT_TRUE(codeB || (to.x == ends[1].screenX && to.y == ends[1].screenY && to.w == ends[1].invDepth));
+        ASSERT_EQ(kept, !(codeA & codeB) && t[0] >= 0 && t[0] <= t[1] && t[1] <= 1) << round;
     }
 }

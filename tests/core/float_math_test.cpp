@@ -1,6 +1,7 @@
 // The engine's own sine, cosine, tangent and power against the C library's
 // double functions rounded to float: within one unit in the last place
 // everywhere, equal nearly everywhere, and the special values of C's powf.
+// Then the table-driven roots.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -9,6 +10,8 @@
 #include <limits>
 #include <random>
 
+#include "core/engine_state.h"
+#include "core/fast_math.h"
 #include "core/float_math.h"
 
 namespace {
@@ -28,8 +31,6 @@ struct Function {
     float lo, hi;
 };
 
-float PowOfHalf(float y) { return e3d::Pow(0.8125f, y); }
-double ModelPowOfHalf(double y) { return std::pow(0.8125, y); }
 
 TEST(FloatMath, WithinOneUlpOfTheRoundedDoubleAndMostlyEqual) {
     const Function functions[] = {
@@ -38,7 +39,7 @@ TEST(FloatMath, WithinOneUlpOfTheRoundedDoubleAndMostlyEqual) {
         {"tan", e3d::Tan, [](double x) { return std::tan(x); }, -1000.0f, 1000.0f},
         // Beyond 2^19 an angle is first taken modulo the double nearest 2 pi.
         {"sin of huge angles", e3d::Sin, [](double x) { return std::sin(std::fmod(x, 0x1.921fb54442d18p+2)); }, 1e6f, 1e9f},
-        {"pow", PowOfHalf, ModelPowOfHalf, -200.0f, 400.0f},
+        {"pow", [](float y) { return e3d::Pow(0.8125f, y); }, [](double y) { return std::pow(0.8125, y); }, -200, 400},
     };
     std::mt19937 random(7);
     for (const Function &f : functions) {
@@ -84,6 +85,24 @@ TEST(FloatMath, SpecialValues) {
         } else {
             EXPECT_EQ(std::bit_cast<uint32_t>(got), std::bit_cast<uint32_t>(want)) << c[0] << "^" << c[1];
         }
+    }
+}
+
+// Roots from 1024-entry mantissa tables: x = 1 and x = 0.5 exactly, about
+// ten bits for the reciprocal root, the Newton step refining the root.
+TEST(FastRoots, TablesAndAccuracyOverManyDecades) {
+    e3d::BuildRootTables();
+    const uint32_t *sqrtTable = e3d::g_engine.sqrtTable, *rsqrtTable = e3d::g_engine.rsqrtTable;
+    EXPECT_EQ(sqrtTable[512], 0u);
+    EXPECT_EQ(rsqrtTable[512], 0x007FE000u);  // just below 1: the exponent arithmetic needs it
+    EXPECT_EQ(sqrtTable[0], std::bit_cast<uint32_t>(float(std::sqrt(0.5))) & 0x007FE000u);
+    EXPECT_EQ(rsqrtTable[0], std::bit_cast<uint32_t>(float(1.0 / std::sqrt(0.5))) & 0x007FE000u);
+    for (int i = 0; i < 1024; ++i) ASSERT_EQ((sqrtTable[i] | rsqrtTable[i]) & ~0x007FE000u, 0u) << i;
+    EXPECT_EQ(std::bit_cast<uint32_t>(e3d::FastRSqrt(1.0f)), 0x3F7FE000u);
+    for (float x = 1e-20f; x < 1e20f; x *= 1.37f) {
+        const double exact = std::sqrt(double(x));
+        ASSERT_NEAR(e3d::FastRSqrt(x) * exact, 1.0, 2e-3) << x;
+        ASSERT_NEAR(e3d::FastSqrt(x) / exact, 1.0, 1e-5) << x;
     }
 }
 
