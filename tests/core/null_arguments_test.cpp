@@ -6,56 +6,41 @@
 
 #include <string>
 
-#include "engine3d.h"
 #include "support/memory_check.h"
 #include "support/null_calls.h"
 
 namespace e3dtest {
-
 LiveObjects g_live;
-
-namespace {
-
-void WalkNullCalls() {
-    LeakCheck leaks;
-    int called = 0;
-    for (int i = 0; i < kNullCallCount; ++i) {
-        const NullCall &c = kNullCalls[i];
-        if (!c.call) continue;
-        ++called;
-        const NullResult r = c.call();
-        // Index look-ups fail with -1, since 0 is an index.
-        const bool index = std::string(c.name) == "GetListElementIndex" || std::string(c.name) == "GetBoneIndexByName";
-        EXPECT_TRUE(r.kind != NullResult::kPointer || r.isNull) << c.name;
-        EXPECT_TRUE(r.kind != NullResult::kNumber || r.number == (index ? -1.0 : 0.0)) << c.name << " gave " << r.number;
-    }
-    EXPECT_GT(called, 200) << "the table lost the header's exports";
-    leaks.Check();
-}
-
-}  // namespace
 }  // namespace e3dtest
-
 using namespace e3dtest;
 
 TEST(NullArguments, EveryExportFailsQuietly) {
     ReleaseEngine3D();
-    WalkNullCalls();
-    InitEngine3D();
-    E3DScene *scene = CreateScene();
-    E3DMesh *cube = ActivateMesh(CubeCreate(10, nullptr, 0xFFFFFF));
-    ASSERT_EQ(AssignMeshToScene(scene, cube, 0), cube);
-    WalkNullCalls();
-    EXPECT_EQ(GetSceneNumberOfMeshes(scene), 1) << "a null call reached a live scene";
-    DeleteScene(scene);
+    for (bool running : {false, true}) {
+        E3DScene *scene = running ? (InitEngine3D(), CreateScene()) : nullptr;
+        if (running) AssignMeshToScene(scene, ActivateMesh(CubeCreate(10, nullptr, 0xFFFFFF)), 0);
+        LeakCheck leaks;
+        int called = 0;
+        for (const NullCall *c = kNullCalls; c < kNullCalls + kNullCallCount; ++c) {
+            const NullResult r = c->call ? (++called, c->call()) : NullResult{NullResult::kVoid, false, 0};
+            // Index look-ups fail with -1, since 0 is an index.
+            const bool index = std::string(c->name) == "GetListElementIndex" || std::string(c->name) == "GetBoneIndexByName";
+            EXPECT_TRUE(r.kind != NullResult::kPointer || r.isNull) << c->name;
+            EXPECT_TRUE(r.kind != NullResult::kNumber || r.number == (index ? -1.0 : 0.0)) << c->name << " gave " << r.number;
+        }
+        EXPECT_GT(called, 200) << "the table lost the header's exports";
+        leaks.Check();
+        EXPECT_EQ(GetSceneNumberOfMeshes(scene), running ? 1 : 0) << "a null call reached a live scene";
+        DeleteScene(scene);
+    }
     ReleaseEngine3D();
 }
 
 TEST(NullArguments, OneNullAmongLiveObjects) {
     InitEngine3D();
     EXPECT_GT(kMixedCallCount, 50);
-    for (int i = 0; i < kMixedCallCount; ++i) {
-        SCOPED_TRACE(std::string(kMixedCalls[i].name) + ", argument " + std::to_string(kMixedCalls[i].nulled) + " null");
+    for (const MixedCall *c = kMixedCalls; c < kMixedCalls + kMixedCallCount; ++c) {
+        SCOPED_TRACE(std::string(c->name) + ", argument " + std::to_string(c->nulled) + " null");
         LeakCheck leaks;
         E3DList list{};
         char name[32] = "Live";
@@ -64,25 +49,18 @@ TEST(NullArguments, OneNullAmongLiveObjects) {
         uint32_t words[64] = {};
         uint16_t pixels[64] = {};
         E3DMesh *mesh = ActivateMesh(CubeCreate(10, nullptr, 0xFFFFFF));
-        E3DSkeleton *skeleton = CreateSkeleton();
-        E3DBone *bone = CreateBone();
-        g_live = {CreateBVSphere(), bone, CreateCamera(floats, floats, 0, 60, 1), CreateOmniLight(floats, floats, 1, 0, 100, 0),
+        g_live = {CreateBVSphere(), CreateBone(), CreateCamera(floats, floats, 0, 60, 1), CreateOmniLight(floats, floats, 1, 0, 100, 0),
                   &list, CreateMaterial(GetMeshDefaultMaterial(mesh)), mesh, &mesh->node, &mesh->polygons[0], CreateScene(),
-                  skeleton, CreateCheckerTexture(4, 4, 2, 0, 0x7FFF), mesh->vertices, CreateViewport(nullptr, 8, 8, 1, 1),
+                  CreateSkeleton(), CreateCheckerTexture(4, 4, 2, 0, 0x7FFF), mesh->vertices, CreateViewport(nullptr, 8, 8, 1, 1),
                   name, floats, ints, words, pixels, mesh};
-        kMixedCalls[i].call();
-        do RemoveListElement(&list, nullptr);
-        while (list.items);
-        if (skeleton->boneCount == 0) DeleteBone(bone);  // else the skeleton took it in
-        DeleteMesh(mesh);
-        DeleteCamera(std::get<E3DCamera *>(g_live));
-        DeleteLight(std::get<E3DLight *>(g_live));
-        DeleteMaterial(std::get<E3DMaterial *>(g_live));
-        DeleteSkeleton(skeleton);
-        DeleteScene(std::get<E3DScene *>(g_live));
-        DeleteViewport(std::get<E3DViewport *>(g_live));
-        DeleteTexture(std::get<E3DTexture *>(g_live));
-        DeleteBVSphere(std::get<E3DBVSphere *>(g_live));
+        c->call();
+        while (list.items) RemoveListElement(&list, nullptr);
+        E3DSkeleton *skeleton = std::get<E3DSkeleton *>(g_live);
+        if (skeleton->boneCount == 0) DeleteBone(std::get<E3DBone *>(g_live));  // else the skeleton took it in
+        DeleteMesh(mesh), DeleteSkeleton(skeleton), DeleteBVSphere(std::get<E3DBVSphere *>(g_live));
+        DeleteCamera(std::get<E3DCamera *>(g_live)), DeleteLight(std::get<E3DLight *>(g_live));
+        DeleteMaterial(std::get<E3DMaterial *>(g_live)), DeleteScene(std::get<E3DScene *>(g_live));
+        DeleteViewport(std::get<E3DViewport *>(g_live)), DeleteTexture(std::get<E3DTexture *>(g_live));
         g_live = {};
         leaks.Check();
     }

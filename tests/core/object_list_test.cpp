@@ -17,9 +17,7 @@ TEST(ObjectList, GrowthRemovalQuirksAndFailedGrowth) {
     for (void *e : {A, B, A, C}) AddListElement(&list, e);  // duplicates are kept
     EXPECT_EQ(leaks.AllocationsSince(), 4) << "one reallocation per append";
     EXPECT_EQ(list.capacity, 4);
-    EXPECT_EQ(GetListElementIndex(&list, A), 0);
-    EXPECT_EQ(GetListElementIndex(&list, C), 3);
-    EXPECT_EQ(GetListElementIndex(&list, D), -1);
+    EXPECT_TRUE(GetListElementIndex(&list, A) == 0 && GetListElementIndex(&list, C) == 3 && GetListElementIndex(&list, D) == -1);
     // Both copies compacted out, the count down by one: the last slot is stale.
     RemoveListElement(&list, A);
     EXPECT_EQ(items(list), (Items{B, C, A}));
@@ -33,19 +31,16 @@ TEST(ObjectList, GrowthRemovalQuirksAndFailedGrowth) {
     EXPECT_EQ(list.capacity, 4);
     RemoveListElement(&list, B);
     RemoveListElement(&list, E);  // a single entry goes whatever is named
-    EXPECT_EQ(list.count, 0);
-    EXPECT_EQ(list.capacity, 0);
-    EXPECT_EQ(list.items, nullptr);
+    EXPECT_TRUE(list.count == 0 && list.capacity == 0 && list.items == nullptr);
     // A growth that cannot be had leaves the list as it was.
     AddListElement(&list, C);
     HostMemoryFailNth(1);
     AddListElement(&list, B);
     HostMemoryFailNth(0);
-    EXPECT_EQ(items(list), (Items{C}));
-    EXPECT_EQ(list.capacity, 1);
+    EXPECT_TRUE(items(list) == Items{C} && list.capacity == 1);
     RemoveListElement(&list, C);
     list.count = 5;
     InitList(&list);
-    EXPECT_EQ(list.count, 0);
+    EXPECT_TRUE(list.count == 0 && list.capacity == 0 && !list.items);
     leaks.Check();
 }
