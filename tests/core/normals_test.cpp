@@ -74,6 +74,12 @@ TEST(Normals, PlanesAndCornerNormalsMatchTheModels) {
         ASSERT_EQ(m->normalCount, int(normals.size() / 3)) << "seed " << seed;
         for (int i = 0; i < 3 * polygons; ++i) ASSERT_EQ(m->polygons[i / 3].normalIndex[i % 3], index[size_t(i)]) << i;
         ASSERT_EQ(std::memcmp(m->vertexNormals, normals.data(), normals.size() * sizeof(float)), 0) << "seed " << seed;
+        // Corners naming no vertex get no normal.
+        const int32_t count = m->vertexCount;
+        m->vertexCount = seed % 2 ? 0 : -1;
+        CalcMeshVerticesNormal(m);
+        EXPECT_EQ(m->normalCount, 0);
+        m->vertexCount = count;
         // A polygon naming no vertex of the mesh is left as it is.
         m->polygons[0].vertex[seed % 3] = seed % 2 ? vertices : -1;
         const E3DPolygon before = m->polygons[0];

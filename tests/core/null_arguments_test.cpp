@@ -55,12 +55,10 @@ TEST(NullArguments, OneNullAmongLiveObjects) {
                   name, floats, ints, words, pixels, mesh};
         c->call();
         while (list.items) RemoveListElement(&list, nullptr);
-        E3DSkeleton *skeleton = std::get<E3DSkeleton *>(g_live);
-        if (skeleton->boneCount == 0) DeleteBone(std::get<E3DBone *>(g_live));  // else the skeleton took it in
-        DeleteMesh(mesh), DeleteSkeleton(skeleton), DeleteBVSphere(std::get<E3DBVSphere *>(g_live));
-        DeleteCamera(std::get<E3DCamera *>(g_live)), DeleteLight(std::get<E3DLight *>(g_live));
-        DeleteMaterial(std::get<E3DMaterial *>(g_live)), DeleteScene(std::get<E3DScene *>(g_live));
-        DeleteViewport(std::get<E3DViewport *>(g_live)), DeleteTexture(std::get<E3DTexture *>(g_live));
+        [[maybe_unused]] auto [sphere, bone, camera, light, l, material, m, n, p, scene, skeleton, texture, v, viewport, c0, f, i, u, s, x] = g_live;
+        if (skeleton->boneCount == 0) DeleteBone(bone);  // else the skeleton took it in
+        DeleteMesh(mesh), DeleteSkeleton(skeleton), DeleteBVSphere(sphere), DeleteCamera(camera), DeleteLight(light);
+        DeleteMaterial(material), DeleteScene(scene), DeleteViewport(viewport), DeleteTexture(texture);
         g_live = {};
         leaks.Check();
     }
