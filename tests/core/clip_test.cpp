@@ -147,19 +147,13 @@ TEST(Clip, EdgesCutToTheDepthRange) {
         const bool kept = CutEdgeToDepthRange(ends[0], ends[1], points[0], points[1]);
         const uint32_t codes[2] = {ends[0].clipCode & (kOutNear | kOutFar), ends[1].clipCode & (kOutNear | kOutFar)};
         double t[2] = {0, 1};
-        for (int e = 0; e < 2; ++e) {
-            const EdgePoint &p = points[e];
-            if (!codes[e]) {
-                ASSERT_TRUE(p.x == ends[e].screenX && p.y == ends[e].screenY && p.w == ends[e].invDepth && p.t == e);
-                continue;
-            }
+        for (int e = 0; e < 2 && !(codes[0] & codes[1]); ++e) {
             const double plane = codes[e] == kOutNear ? kFrame.nearZ : kFrame.farZ;
-            t[e] = (plane - ends[0].depth) / (double(ends[1].depth) - ends[0].depth);
-            if (codes[0] & codes[1]) continue;
+            if (codes[e]) t[e] = (plane - ends[0].depth) / (double(ends[1].depth) - ends[0].depth);
             const double x = ends[0].viewX + t[e] * (ends[1].viewX - ends[0].viewX), y = ends[0].viewY + t[e] * (ends[1].viewY - ends[0].viewY);
-            ASSERT_TRUE(std::fabs(p.t - t[e]) < 1e-5 && std::fabs(p.w - 1 / plane) < 1e-7) << round;
-            ASSERT_NEAR(p.x, x / plane * kFrame.focal + kFrame.centerX, 1e-2);
-            ASSERT_NEAR(p.y, -y / plane * kFrame.focal + kFrame.centerY, 1e-2);
+            const EdgePoint &p = points[e], want = codes[e] ? EdgePoint{float(x / plane * kFrame.focal + kFrame.centerX),
+                float(-y / plane * kFrame.focal + kFrame.centerY), float(1 / plane), float(t[e])} : EdgePoint{ends[e].screenX, ends[e].screenY, ends[e].invDepth, float(e)};
+            ASSERT_TRUE(std::fabs(p.x - want.x) < 1e-2 && std::fabs(p.y - want.y) < 1e-2 && std::fabs(p.w - want.w) < 1e-7 && std::fabs(p.t - want.t) < 1e-5) << round;
         }
         ASSERT_EQ(kept, !(codes[0] & codes[1]) && t[0] >= 0 && t[0] <= t[1] && t[1] <= 1) << round;
     }

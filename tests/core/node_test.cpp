@@ -1,14 +1,48 @@
-// Mesh trees (polygon bookkeeping, recursive deletes, refused cycles) and
-// default names.
+// Object lists, mesh trees (polygon bookkeeping, recursive deletes, refused
+// cycles) and default names.
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "core/engine_state.h"
 #include "core/names.h"
 #include "support/memory_check.h"
 #include "support/mesh_builders.h"
 #include "support/stage.h"
+
+// Lists grow by one slot with a reallocation each; the removal quirks
+// (a duplicate pair loses one count, an absent element still drops the last
+// entry) are relied on by callers.
+TEST(ObjectList, GrowthRemovalQuirksAndFailedGrowth) {
+    int objects[5];
+    void *const A = &objects[0], *const B = &objects[1], *const C = &objects[2], *const D = &objects[3], *const E = &objects[4];
+    using Items = std::vector<void *>;
+    auto items = [](const E3DList &l) { return Items(l.items, l.items + l.count); };
+    e3dtest::LeakCheck leaks;
+    E3DList list{};
+    EXPECT_EQ(GetListElementIndex(&list, A), -1);
+    for (void *e : {A, B, A, C}) AddListElement(&list, e);
+    EXPECT_TRUE(leaks.AllocationsSince() == 4 && list.capacity == 4);
+    EXPECT_TRUE(GetListElementIndex(&list, A) == 0 && GetListElementIndex(&list, C) == 3 && GetListElementIndex(&list, D) == -1);
+    RemoveListElement(&list, A);
+    EXPECT_EQ(items(list), (Items{B, C, A}));
+    AddListElement(&list, D);  // into the free slot
+    EXPECT_TRUE(items(list) == (Items{B, C, A, D}) && leaks.AllocationsSince() == 4);
+    RemoveListElement(&list, E);
+    EXPECT_EQ(items(list), (Items{B, C, A}));
+    RemoveListElement(&list, A);
+    EXPECT_TRUE(items(list) == (Items{B, C}) && list.capacity == 4);
+    RemoveListElement(&list, B), RemoveListElement(&list, E);  // a single entry goes whatever is named
+    EXPECT_TRUE(list.count == 0 && list.capacity == 0 && list.items == nullptr);
+    AddListElement(&list, C);
+    HostMemoryFailNth(1), AddListElement(&list, B), HostMemoryFailNth(0);  // cannot grow: unchanged
+    EXPECT_TRUE(items(list) == Items{C} && list.capacity == 1);
+    RemoveListElement(&list, C);
+    list.count = 5, InitList(&list);
+    EXPECT_TRUE(list.count == 0 && list.capacity == 0 && !list.items);
+    leaks.Check();
+}
 
 // A tree's polygons sort through its root: a buffer of the tree's count in
 // identity order there, none below. A camera moves no polygons; under a mesh
@@ -28,20 +62,15 @@ TEST(NodeTree, PolygonBookkeepingAndDeletes) {
     EXPECT_EQ(DetachChildFromNode(&mid->node, &leaf->node), 0) << "no longer a child";
     EXPECT_TRUE(sorted(root, 30) && sorted(leaf, 5) && mid->treePolygonCount == 10 && !mid->node.children);
     E3DNode camera{};
-    camera.type = E3D_NODE_CAMERA;
-    AttachChildToNode(&leaf->node, &camera);
-    leaf->node.type = E3D_NODE_MESH2;
-    AttachChildToNode(&leaf->node, &bound->node);
+    camera.type = E3D_NODE_CAMERA, AttachChildToNode(&leaf->node, &camera);
+    leaf->node.type = E3D_NODE_MESH2, AttachChildToNode(&leaf->node, &bound->node);
     EXPECT_TRUE(sorted(bound, 2) && sorted(leaf, 5));
-    DetachChildFromNode(&leaf->node, &bound->node);
-    leaf->node.type = E3D_NODE_MESH;
+    DetachChildFromNode(&leaf->node, &bound->node), leaf->node.type = E3D_NODE_MESH;
     AttachChildToNode(&leaf->node, &bound->node), AttachChildToNode(&mid->node, &leaf->node);
     EXPECT_TRUE(sorted(root, 37) && !bound->sortBuffer);
-    bound->hostObject = 1;
-    DeleteMesh(root);
+    bound->hostObject = 1, DeleteMesh(root);
     EXPECT_TRUE(!camera.parent && !bound->node.parent && sorted(bound, 2));
-    bound->hostObject = 0;
-    DeleteMesh(bound);
+    bound->hostObject = 0, DeleteMesh(bound);
     leaks.Check();
 }
 
