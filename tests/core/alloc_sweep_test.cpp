@@ -126,15 +126,6 @@ const Case kCases[] = {
     CREATES(3, CylinderCreate(2, 3, nullptr, 5, 2, 1), DeleteMesh),
     CREATES(3, TubeCreate(3, 1, 2, nullptr, 5, 2, 1), DeleteMesh),
     CREATES(3, BillboardCreate(2, nullptr, 1), DeleteMesh),
-    // A depth buffer that cannot be had leaves a viewport without one.
-    {"CreateViewport with depth", 2, false, false, [](World &, const Arm &arm) {
-         arm();
-         E3DViewport *v = CreateViewport(nullptr, 8, 6, 1, 1);
-         if (v && (v->depthBuffer || (v->flags & 8u))) return Outcome{false, [v] { DeleteViewport(v); }};
-         return DeleteViewport(v), Outcome{true};
-     }},
-    On<E3DViewport>("SetViewportDepthState", [](World &w) { return SetViewportDepthState(w.stage.viewport, 0), w.stage.viewport; },
-                    [](World &, E3DViewport *v) { return !SetViewportDepthState(v, 1) && !v->depthBuffer; }, [](World &, E3DViewport *) {}),
     // Growing a mesh that cannot grow leaves it exactly as it was.
     On<E3DMesh>("AddMeshVertex", Quad, [](World &, E3DMesh *m) {
         const E3DVertex v3 = m->vertices[3];

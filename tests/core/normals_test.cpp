@@ -44,42 +44,32 @@ TEST(Normals, PlanesAndCornerNormalsMatchTheModels) {
         CalcMeshVerticesNormal(m);
         CalcMeshVerticesNormal(m);  // again: the old array goes
         // Groups ascending, a group's polygons in index order, corners 0, 1, 2,
-        // a linear search of the group's (vertex, normal) map, float sums in
-        // that order, then the table normalisation.
+        // one normal per vertex in a group, float sums in that order, then the
+        // table normalisation.
         std::vector<float> normals;
-        std::vector<int> index(size_t(3 * polygons), -1);
+        std::vector<int> index(size_t(3 * polygons));
         for (int group = 0; group < 32; ++group) {
-            std::vector<std::pair<int, int>> map;
-            for (int i = 0; i < polygons; ++i) {
-                const E3DPolygon &p = m->polygons[i];
-                if (int((p.flags >> 12) & 31) != group) continue;
-                for (int j = 0; j < 3; ++j) {
-                    int found = -1;
-                    for (auto &[v, n] : map) found = v == p.vertex[j] ? n : found;
-                    if (found < 0) {
-                        map.push_back({p.vertex[j], found = int(normals.size() / 3)});
-                        normals.insert(normals.end(), p.normal, p.normal + 3);
-                    } else {
-                        for (int a = 0; a < 3; ++a) normals[size_t(3 * found + a)] += p.normal[a];
-                    }
-                    index[size_t(3 * i + j)] = found;
+            std::vector<int> slot(size_t(vertices), -1);
+            for (int i = 0; i < polygons; ++i)
+                for (int j = 0; j < 3 && int((m->polygons[i].flags >> 12) & 31) == group; ++j) {
+                    const E3DPolygon &p = m->polygons[i];
+                    int &s = slot[size_t(p.vertex[j])];
+                    if (s < 0) s = int(normals.size() / 3), normals.insert(normals.end(), p.normal, p.normal + 3);
+                    else for (int a = 0; a < 3; ++a) normals[size_t(3 * s + a)] += p.normal[a];
+                    index[size_t(3 * i + j)] = s;
                 }
-            }
         }
         for (size_t k = 0; k < normals.size(); k += 3) {
-            float *n = &normals[k];
-            const float f = e3d::FastRSqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-            n[0] *= f, n[1] *= f, n[2] *= f;
+            const float f = e3d::FastRSqrt(normals[k] * normals[k] + normals[k + 1] * normals[k + 1] + normals[k + 2] * normals[k + 2]);
+            normals[k] *= f, normals[k + 1] *= f, normals[k + 2] *= f;
         }
         ASSERT_EQ(m->normalCount, int(normals.size() / 3)) << "seed " << seed;
         for (int i = 0; i < 3 * polygons; ++i) ASSERT_EQ(m->polygons[i / 3].normalIndex[i % 3], index[size_t(i)]) << i;
         ASSERT_EQ(std::memcmp(m->vertexNormals, normals.data(), normals.size() * sizeof(float)), 0) << "seed " << seed;
         // Corners naming no vertex get no normal.
         const int32_t count = m->vertexCount;
-        m->vertexCount = seed % 2 ? 0 : -1;
-        CalcMeshVerticesNormal(m);
+        m->vertexCount = seed % 2 ? 0 : -1, CalcMeshVerticesNormal(m), m->vertexCount = count;
         EXPECT_EQ(m->normalCount, 0);
-        m->vertexCount = count;
         // A polygon naming no vertex of the mesh is left as it is.
         m->polygons[0].vertex[seed % 3] = seed % 2 ? vertices : -1;
         const E3DPolygon before = m->polygons[0];
