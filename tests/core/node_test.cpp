@@ -1,5 +1,5 @@
-// Object lists, mesh trees (polygon bookkeeping, recursive deletes, refused
-// cycles) and default names.
+// Object lists, mesh trees (polygon bookkeeping, refused cycles, recursive
+// deletes) and default names.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -9,7 +9,6 @@
 #include "core/names.h"
 #include "support/memory_check.h"
 #include "support/mesh_builders.h"
-#include "support/stage.h"
 
 // Lists grow by one slot with a reallocation each; the removal quirks
 // (a duplicate pair loses one count, an absent element still drops the last
@@ -29,7 +28,7 @@ TEST(ObjectList, GrowthRemovalQuirksAndFailedGrowth) {
     EXPECT_EQ(items(list), (Items{B, C, A}));
     AddListElement(&list, D);  // into the free slot
     EXPECT_TRUE(items(list) == (Items{B, C, A, D}) && leaks.AllocationsSince() == 4);
-    RemoveListElement(&list, E);
+    RemoveListElement(&list, E);  // absent: the last entry goes
     EXPECT_EQ(items(list), (Items{B, C, A}));
     RemoveListElement(&list, A);
     EXPECT_TRUE(items(list) == (Items{B, C}) && list.capacity == 4);
@@ -67,27 +66,13 @@ TEST(NodeTree, PolygonBookkeepingAndDeletes) {
     EXPECT_TRUE(sorted(bound, 2) && sorted(leaf, 5));
     DetachChildFromNode(&leaf->node, &bound->node), leaf->node.type = E3D_NODE_MESH;
     AttachChildToNode(&leaf->node, &bound->node), AttachChildToNode(&mid->node, &leaf->node);
-    EXPECT_TRUE(sorted(root, 37) && !bound->sortBuffer);
+    // Making a node its own ancestor is refused and changes nothing, so walks end.
+    EXPECT_TRUE(!AttachChildToNode(&bound->node, &root->node) && !AttachChildToNode(&leaf->node, &leaf->node));
+    EXPECT_TRUE(sorted(root, 37) && !bound->sortBuffer && !root->node.parent && leaf->node.parent == &mid->node);
     bound->hostObject = 1, DeleteMesh(root);
     EXPECT_TRUE(!camera.parent && !bound->node.parent && sorted(bound, 2));
     bound->hostObject = 0, DeleteMesh(bound);
     leaks.Check();
-}
-
-// Making a node its own ancestor is refused and changes nothing, so the next
-// walk of the scene still ends.
-TEST(NodeTree, CyclesAreRefused) {
-    for (int depth = 1; depth <= 3; ++depth) {
-        e3dtest::Stage stage;
-        E3DMesh *chain[3] = {};
-        for (int i = 0; i < depth; ++i) chain[i] = e3dtest::MakeQuadAt(float(2 * i), 0xFFFFFF);
-        for (int i = 1; i < depth; ++i) AttachChildToNode(&chain[i - 1]->node, &chain[i]->node);
-        AssignMeshToScene(stage.scene, ActivateMesh(chain[0]), 0);
-        EXPECT_EQ(AttachChildToNode(&chain[depth - 1]->node, &chain[0]->node), 0);
-        for (int i = 0; i < depth; ++i) EXPECT_EQ(chain[i]->treePolygonCount, 2 * (depth - i)) << i;
-        DrawScene(stage.scene);
-        EXPECT_TRUE(!chain[0]->node.parent && stage.Written() > 0);
-    }
 }
 
 TEST(Names, DefaultNamesCountAndStayInTheirField) {
