@@ -78,19 +78,6 @@ E3DMesh *CubeAt(float y, E3DScene *scene = nullptr) {
 bool AttachToChild(World &w, E3DMesh *m) { return AttachChildToNode(&w.child->node, &m->node), !m->node.parent; }
 void DetachFromChild(World &w, E3DMesh *m) { DetachChildFromNode(&w.child->node, &m->node), DeleteMesh(m); }
 
-// A cube in the scene, bent by the second bone of a skeleton.
-E3DMesh *BentCube(World &w) {
-    E3DMesh *bent = ActivateMesh(CubeCreate(6, nullptr, 0x30C080));
-    E3DSkeleton *skeleton = CreateSkeleton();
-    const float aside[3] = {2, 0, 0}, turn[3] = {0, 0, 40}, weights[4] = {1, 0, 0, 0};
-    const int32_t bones[4] = {1, -1, -1, -1};
-    AttachBoneToSkeleton(skeleton, nullptr, CreateBone(), "root"), AttachBoneToSkeleton(skeleton, "root", CreateBone(), "tip");
-    SetBonePosition(GetBonePointerByName(skeleton, "tip"), aside, 1), SetBoneOrientation(GetBonePointerByName(skeleton, "tip"), turn, 0);
-    AssignSkeletonToMesh(bent, skeleton);
-    for (int v = 0; v < bent->vertexCount; ++v) SetVertexBoneWeights(bent, v, bones, weights);
-    return AssignMeshToScene(w.stage.scene, bent, 0);
-}
-
 const float kEye[3] = {0, 0, -5}, kAt[3] = {0, 0, 0}, kWhite[4] = {1, 1, 1, 0};
 
 const Case kCases[] = {
@@ -134,16 +121,6 @@ const Case kCases[] = {
     // roots: the scene's list grows, or the attach is undone.
     On<E3DMesh>("AttachChildToNode mesh", [](World &) { return CubeAt(12); }, AttachToChild, DetachFromChild),
     On<E3DMesh>("AttachChildToNode root", [](World &w) { return CubeAt(-12, w.stage.scene); }, AttachToChild, DetachFromChild),
-    // A scene whose list could not be had (a removal's new list failed)
-    // still walks a bent skinned mesh, and writes no entry anywhere.
-    On<E3DMesh>("RemoveMeshFromScene, then a skinned mesh drawn", BentCube,
-                [](World &w, E3DMesh *) { return RemoveMeshFromScene(w.stage.scene, w.root, 0), false; },
-                [](World &w, E3DMesh *bent) {
-                    w.Frame();
-                    EXPECT_TRUE(w.stage.GuardsIntact() && (w.stage.scene->count == 0) == (w.stage.scene->sortCapacity == 0));
-                    E3DSkeleton *k = bent->skeleton;
-                    DeleteMesh(w.root), RemoveSkeletonFromMesh(bent), DeleteSkeleton(k);
-                }, true),
     // Drawing survives: nothing leaks, and the next frame is as it would have been.
     On<E3DScene>("DrawScene", [](World &w) { return SetViewportDepthState(w.stage.viewport, 0), w.stage.scene; },
                  [](World &, E3DScene *s) { return DrawScene(s), true; }, [](World &, E3DScene *) {}, false, true),

@@ -117,10 +117,8 @@ TEST(Clip, StagesMatchTheModel) {
     // Non-finite corners never overflow the arrays.
     const float specials[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 0.0f, 160.0f};
     for (int round = 0; round < 5000; ++round) {
-        ClipPolygon a{}, b{};
-        a.count = 3 + int(g_random() % 6);
-        for (int j = 0; j < a.count; ++j)
-            a.corners[j].screenX = specials[g_random() % 7], a.corners[j].screenY = specials[g_random() % 7], a.corners[j].outCode = g_random() & 0x3C0u;
+        ClipPolygon a{3 + int(g_random() % 6), {}}, b{};
+        for (ClipVertex &v : a.corners) v.screenX = specials[g_random() % 7], v.screenY = specials[g_random() % 7], v.outCode = g_random() & 0x3C0u;
         ASSERT_LE(ClipToScreen<kAttrTexturedGouraud>(a, b, kFrame)->count, kClipCapacity);
     }
     // Which attributes travel with a corner: texture bits, and shade mode 7.

@@ -49,19 +49,13 @@ TEST(NullArguments, OneNullAmongLiveObjects) {
         uint32_t words[64] = {};
         uint16_t pixels[64] = {};
         E3DMesh *mesh = ActivateMesh(CubeCreate(10, nullptr, 0xFFFFFF));
-        E3DSkeleton *skeleton = CreateSkeleton();
-        E3DBone *bone = CreateBone();
-        E3DBVSphere *sphere = CreateBVSphere();
-        E3DCamera *camera = CreateCamera(floats, floats, 0, 60, 1);
-        E3DLight *light = CreateOmniLight(floats, floats, 1, 0, 100, 0);
-        E3DMaterial *material = CreateMaterial(GetMeshDefaultMaterial(mesh));
-        E3DScene *scene = CreateScene();
-        E3DTexture *texture = CreateCheckerTexture(4, 4, 2, 0, 0x7FFF);
-        E3DViewport *viewport = CreateViewport(nullptr, 8, 8, 1, 1);
-        g_live = {sphere, bone, camera, light, &list, material, mesh, &mesh->node, &mesh->polygons[0], scene, skeleton, texture,
-                  mesh->vertices, viewport, name, floats, ints, words, pixels, mesh};
+        g_live = {CreateBVSphere(), CreateBone(), CreateCamera(floats, floats, 0, 60, 1), CreateOmniLight(floats, floats, 1, 0, 100, 0),
+                  &list, CreateMaterial(GetMeshDefaultMaterial(mesh)), mesh, &mesh->node, &mesh->polygons[0], CreateScene(),
+                  CreateSkeleton(), CreateCheckerTexture(4, 4, 2, 0, 0x7FFF), mesh->vertices, CreateViewport(nullptr, 8, 8, 1, 1),
+                  name, floats, ints, words, pixels, mesh};
         c->call();
         while (list.items) RemoveListElement(&list, nullptr);
+        [[maybe_unused]] auto [sphere, bone, camera, light, l, material, m, n, p, scene, skeleton, texture, v, viewport, c0, f, i, u, s, x] = g_live;
         if (skeleton->boneCount == 0) DeleteBone(bone);  // else the skeleton took it in
         DeleteMesh(mesh), DeleteSkeleton(skeleton), DeleteBVSphere(sphere), DeleteCamera(camera), DeleteLight(light);
         DeleteMaterial(material), DeleteScene(scene), DeleteViewport(viewport), DeleteTexture(texture);
