@@ -2,7 +2,6 @@
 // bit for bit against a slow model of the smoothing-group walk.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <random>
