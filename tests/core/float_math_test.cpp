@@ -1,7 +1,5 @@
-// The engine's own sine, cosine, tangent and power against the C library's
-// double functions rounded to float and the special values of C's powf; the
-// table-driven roots; 3 x 4 matrices and the look rotation against
-// double-precision models.
+// The engine's sine, cosine, tangent and power against the C library's, the
+// table-driven roots, and 3 x 4 matrices and look rotations against models.
 #include <gtest/gtest.h>
 
 #include <bit>
