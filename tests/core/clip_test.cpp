@@ -1,8 +1,13 @@
-// Clipping against the scissor edges and the near/far planes.
+// Clipping to the near and far planes and the scissor edges, stage by stage
+// against a double-precision model of the same walk, and edges cut to the
+// depth range.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <random>
+#include <vector>
 
 #include "core/clip.h"
 
@@ -10,207 +15,139 @@ using namespace e3d;
 
 namespace {
 
-ClipFrame Frame() {
-    ClipFrame f{};
-    f.xMin = 0.0f;
-    f.xMax = 320.0f;
-    f.yMin = 0.0f;
-    f.yMax = 200.0f;
-    f.centerX = 160.0f;
-    f.centerY = 100.0f;
-    f.yScale = -1.0f;
-    f.focal = 200.0f;
-    f.nearZ = 1.0f;
-    f.farZ = 100.0f;
-    return f;
-}
+const ClipFrame kFrame = {0, 320, 0, 200, 160, 100, -1, 200, 1, 100};
+std::mt19937 g_random(5);
+float Any(float lo, float hi) { return std::uniform_real_distribution<float>(lo, hi)(g_random); }
+// Now and then exactly on a bound, where a point counts as inside.
+float Snapped(float lo, float hi, float a, float b) { return g_random() % 5 ? Any(lo, hi) : g_random() % 2 ? a : b; }
 
-ClipVertex Screen(float x, float y, const ClipFrame &f, float w = 0.5f) {
+// Projects a view-space point as the engine's clamping projector does.
+ClipVertex View(float x, float y, float z) {
     ClipVertex v{};
-    v.screenX = x;
-    v.screenY = y;
-    v.invDepth = w;
-    v.outCode = ScreenCodeX(x, f) | ScreenCodeY(y, f);
+    const bool near = z - kFrame.nearZ <= 0, far = z - kFrame.farZ > 0;
+    v.viewX = x, v.viewY = y, v.viewZ = z, v.invDepth = 1.0f / (near ? kFrame.nearZ : far ? kFrame.farZ : z);
+    v.screenX = x * (v.invDepth * kFrame.focal) + kFrame.centerX;
+    v.screenY = y * (v.invDepth * kFrame.focal * kFrame.yScale) + kFrame.centerY;
+    v.outCode = near ? uint32_t(kOutNear) : far ? uint32_t(kOutFar) : ScreenCodeX(v.screenX, kFrame) | ScreenCodeY(v.screenY, kFrame);
+    v.u = Any(0, 64), v.v = Any(0, 64), v.r = Any(0, 255), v.g = Any(0, 255), v.b = Any(0, 255);
     return v;
 }
 
-// Projects a view-space point the way the clamping projector does.
-ClipVertex View(float x, float y, float z, const ClipFrame &f) {
-    ClipVertex v{};
-    v.viewX = x;
-    v.viewY = y;
-    v.viewZ = z;
-    if (z - f.nearZ <= 0.0f) {
-        v.outCode = kOutNear;
-        v.invDepth = 1.0f / f.nearZ;
-    } else if (z - f.farZ > 0.0f) {
-        v.outCode = kOutFar;
-        v.invDepth = 1.0f / f.farZ;
-    } else {
-        v.invDepth = 1.0f / z;
-        const float k = v.invDepth * f.focal;
-        v.screenX = x * k + f.centerX;
-        v.screenY = y * k * f.yScale + f.centerY;
-        v.outCode = ScreenCodeX(v.screenX, f) | ScreenCodeY(v.screenY, f);
-    }
-    return v;
+// The corners' values from viewX to b, in double.
+using Corner = std::array<double, 11>;
+enum { kViewZ = 2, kScreenX = 3, kScreenY = 4, kInvDepth = 5 };
+std::vector<Corner> Values(const ClipPolygon &p) {
+    std::vector<Corner> m(size_t(p.count));
+    for (size_t i = 0; i < 11 * m.size(); ++i) m[i / 11][i % 11] = (&p.corners[i / 11].viewX)[i % 11];
+    return m;
 }
 
-double SignedArea(const ClipPolygon &p) {
-    double a = 0;
-    for (int i = 0; i < p.count; ++i) {
-        const ClipVertex &u = p.corners[i], &w = p.corners[(i + 1) % p.count];
-        a += double(u.screenX) * w.screenY - double(w.screenX) * u.screenY;
+// One stage: axis 0 x, 1 y, 2 depth; `beyondAbove` when the outside is above the bound.
+void ExpectStage(const ClipPolygon &in, const ClipPolygon &out, int axis, double bound, bool beyondAbove) {
+    const size_t k = axis == 2 ? size_t(kViewZ) : size_t(kScreenX + axis);
+    auto outside = [&](const Corner &c) { return beyondAbove ? c[k] > bound : c[k] < bound || (axis == 2 && c[k] == bound); };
+    std::vector<Corner> want;
+    const std::vector<Corner> corners = Values(in), got = Values(out);
+    for (size_t i = 0; i < corners.size(); ++i) {
+        const Corner &a = corners[i], &b = corners[(i + 1) % corners.size()];
+        const double t = (bound - a[k]) / (b[k] - a[k]);
+        Corner n;
+        for (size_t j = 0; j < 11; ++j) n[j] = a[j] + t * (b[j] - a[j]);
+        n[k] = bound;
+        if (axis == 2) {  // projected on the plane
+            n[kInvDepth] = 1 / bound;
+            n[kScreenX] = n[0] / bound * kFrame.focal + kFrame.centerX;
+            n[kScreenY] = n[1] / bound * kFrame.focal * kFrame.yScale + kFrame.centerY;
+        }
+        if (!outside(a)) want.push_back(a);
+        if (outside(a) != outside(b) && !(outside(b) && t == 0)) want.push_back(n);  // a cut on a itself is dropped
     }
-    return a / 2;
+    ASSERT_EQ(got.size(), want.size());
+    for (size_t i = 0; i < got.size(); ++i) {
+        for (size_t j = axis == 2 ? 0 : kScreenX; j < 11; ++j)
+            ASSERT_NEAR(got[i][j], want[i][j], 4e-3 + 1e-4 * std::fabs(want[i][j])) << "corner " << i << " value " << j;
+        // Codes follow the position; a corner beyond a plane has no screen bits.
+        const double x = got[i][kScreenX], y = got[i][kScreenY], z = got[i][kViewZ];
+        const uint32_t depth = (axis == 2) * (kOutNear * (z < kFrame.nearZ) | kOutFar * (z > kFrame.farZ));
+        const uint32_t screen = kOutLeft * (x < 0) | kOutRight * (x > 320) | kOutAbove * (y < 0) | kOutBelow * (y > 200);
+        ASSERT_EQ(out.corners[i].outCode, depth ? depth : screen) << "corner " << i;
+    }
 }
 
 }  // namespace
 
-TEST(Clip, SignTestTreatsNegativeZeroAsInside) {
-    EXPECT_FALSE(IsNegative(0.0f));
-    EXPECT_FALSE(IsNegative(-0.0f));
-    EXPECT_TRUE(IsNegative(-1e-30f));
-    const ClipFrame f = Frame();
-    EXPECT_EQ(ScreenCodeX(0.0f, f), 0u);
-    EXPECT_EQ(ScreenCodeX(320.0f, f), 0u);
-    EXPECT_EQ(ScreenCodeX(320.001f, f), kOutRight);
-    EXPECT_EQ(ScreenCodeY(-0.001f, f), kOutAbove);
-}
-
-TEST(Clip, InsideTriangleRunsNoStage) {
-    const ClipFrame f = Frame();
-    ClipPolygon a{}, b{};
-    a.count = 3;
-    a.corners[0] = Screen(10, 10, f);
-    a.corners[1] = Screen(100, 20, f);
-    a.corners[2] = Screen(50, 150, f);
-    b.count = 77;
-    const ClipPolygon *r = ClipToScreen<kAttrPlain>(a, b, f);
-    EXPECT_EQ(r, &a);
-    EXPECT_EQ(b.count, 77);
-}
-
-TEST(Clip, CornerLeftOfTheScreenBecomesTwo) {
-    const ClipFrame f = Frame();
-    ClipPolygon a{}, b{};
-    a.count = 3;
-    a.corners[0] = Screen(-10, 100, f, 1.0f);
-    a.corners[1] = Screen(30, 60, f, 0.5f);
-    a.corners[2] = Screen(30, 140, f, 0.5f);
-    a.corners[0].u = 0.0f;
-    a.corners[1].u = 8.0f;
-    a.corners[2].u = 8.0f;
-    const ClipPolygon *r = ClipToScreen<kAttrTextured>(a, b, f);
-    ASSERT_EQ(r->count, 4);
-    // Edge 0->1 enters: intersection first; then 1, 2; edge 2->0 leaves.
-    EXPECT_FLOAT_EQ(r->corners[0].screenX, 0.0f);
-    EXPECT_FLOAT_EQ(r->corners[0].screenY, 90.0f);
-    EXPECT_FLOAT_EQ(r->corners[0].invDepth, 0.875f);
-    EXPECT_FLOAT_EQ(r->corners[0].u, 2.0f);
-    EXPECT_EQ(r->corners[0].outCode, 0u);
-    EXPECT_FLOAT_EQ(r->corners[1].screenX, 30.0f);
-    EXPECT_FLOAT_EQ(r->corners[3].screenX, 0.0f);
-    EXPECT_FLOAT_EQ(r->corners[3].screenY, 110.0f);
-}
-
-TEST(Clip, IntersectionOnTheInsideCornerIsDropped) {
-    // Corner 0 lies exactly on the left edge (inside); corner 1 is outside,
-    // so the edge 0->1 meets the line at corner 0 itself.
-    const ClipFrame f = Frame();
-    ClipPolygon a{}, b{};
-    a.count = 3;
-    a.corners[0] = Screen(0, 50, f);
-    a.corners[1] = Screen(-20, 100, f);
-    a.corners[2] = Screen(40, 120, f);
-    ClipAgainst<kAttrPlain, ClipEdge::Vertical>(a, b, f.xMin, kOutLeft, f);
-    ASSERT_EQ(b.count, 3);
-    EXPECT_FLOAT_EQ(b.corners[0].screenX, 0.0f);
-    EXPECT_FLOAT_EQ(b.corners[0].screenY, 50.0f);
-    EXPECT_FLOAT_EQ(b.corners[1].screenX, 0.0f);
-    EXPECT_GT(b.corners[1].screenY, 100.0f);
-}
-
-TEST(Clip, NearPlaneMakesAQuadWithCornersOnThePlane) {
-    const ClipFrame f = Frame();
-    ClipPolygon a{}, b{};
-    a.count = 3;
-    a.corners[0] = View(0, 0, -1, f);  // behind the camera
-    a.corners[1] = View(-2, 1, 5, f);
-    a.corners[2] = View(2, 1, 5, f);
-    a.corners[0].r = 0;
-    a.corners[1].r = 200;
-    a.corners[2].r = 200;
-    ClipAgainst<kAttrGouraud, ClipEdge::Depth>(a, b, f.nearZ, kOutNear, f);
-    ASSERT_EQ(b.count, 4);
-    // Entering on edge 0->1 at t = 1/3, then 1 and 2, leaving on edge 2->0.
-    const ClipVertex &n = b.corners[0];
-    EXPECT_FLOAT_EQ(n.viewZ, 1.0f);
-    EXPECT_FLOAT_EQ(n.invDepth, 1.0f);
-    EXPECT_FLOAT_EQ(n.viewX, -2.0f / 3.0f);
-    EXPECT_FLOAT_EQ(n.screenX, -2.0f / 3.0f * 200.0f + 160.0f);
-    EXPECT_FLOAT_EQ(n.screenY, -(1.0f / 3.0f) * 200.0f + 100.0f);
-    EXPECT_NEAR(n.r, 200.0f / 3.0f, 1e-3);
-    EXPECT_EQ(n.outCode & (kOutNear | kOutFar), 0u);
-    EXPECT_FLOAT_EQ(b.corners[3].viewX, 2.0f / 3.0f);
-}
-
-TEST(Clip, RandomTrianglesStayInsideAndWithinNineCorners) {
-    const ClipFrame f = Frame();
-    std::mt19937 rng(5);
-    std::uniform_real_distribution<float> pos(-30.0f, 30.0f);
-    std::uniform_real_distribution<float> depth(-20.0f, 150.0f);
-    int clippedBoth = 0;
+TEST(Clip, StagesMatchTheModel) {
+    int cutTwice = 0;
     for (int round = 0; round < 20000; ++round) {
-        ClipPolygon a{}, b{};
-        a.count = 3;
-        for (int j = 0; j < 3; ++j) a.corners[j] = View(pos(rng), pos(rng), depth(rng), f);
-        uint32_t any = 0, all = ~0u;
-        for (int j = 0; j < 3; ++j) any |= a.corners[j].outCode, all &= a.corners[j].outCode;
-        if (all) continue;
-        ClipPolygon *in = &a, *out = &b;
-        if (any & kOutNear) {
-            ClipAgainst<kAttrPlain, ClipEdge::Depth>(*in, *out, f.nearZ, kOutNear, f);
-            std::swap(in, out);
+        ClipPolygon a{3, {}}, b{}, c{};
+        for (int j = 0; j < 3; ++j) a.corners[j] = View(Any(-30, 30), Any(-30, 30), Snapped(-20, 150, kFrame.nearZ, kFrame.farZ));
+        ClipAgainst<kAttrTexturedGouraud, ClipEdge::Depth>(a, b, kFrame.nearZ, kOutNear, kFrame);
+        ExpectStage(a, b, 2, kFrame.nearZ, false);
+        ClipAgainst<kAttrTexturedGouraud, ClipEdge::Depth>(b, c, kFrame.farZ, kOutFar, kFrame);
+        ExpectStage(b, c, 2, kFrame.farZ, true);
+        cutTwice += c.count > b.count && b.count > a.count;
+        // Screen polygons of 3 to 8 corners; a stage runs only for a corner beyond its edge.
+        ClipPolygon stages[5] = {};
+        stages[0].count = 3 + int(g_random() % 6);
+        for (int j = 0; j < stages[0].count; ++j) {
+            ClipVertex &v = stages[0].corners[j] = View(0, 0, Any(2, 99));
+            v.screenX = Snapped(-100, 420, kFrame.xMin, kFrame.xMax), v.screenY = Snapped(-100, 300, kFrame.yMin, kFrame.yMax);
+            v.outCode = ScreenCodeX(v.screenX, kFrame) | ScreenCodeY(v.screenY, kFrame);
         }
-        if ((any & kOutFar) && in->count >= 3) {
-            ClipAgainst<kAttrPlain, ClipEdge::Depth>(*in, *out, f.farZ, kOutFar, f);
-            std::swap(in, out);
+        const float bounds[4] = {kFrame.xMin, kFrame.xMax, kFrame.yMin, kFrame.yMax};
+        const uint32_t bits[4] = {kOutLeft, kOutRight, kOutAbove, kOutBelow};
+        int ran = 0;
+        for (int s = 0; s < 4; ++s) {
+            uint32_t codes = 0;
+            for (int j = 0; j < stages[s].count; ++j) codes |= stages[s].corners[j].outCode;
+            stages[s + 1] = stages[s];
+            if (!(codes & bits[s])) continue;
+            ++ran;
+            if (s < 2) ClipAgainst<kAttrTexturedGouraud, ClipEdge::Vertical>(stages[s], stages[s + 1], bounds[s], bits[s], kFrame);
+            else ClipAgainst<kAttrTexturedGouraud, ClipEdge::Horizontal>(stages[s], stages[s + 1], bounds[s], bits[s], kFrame);
+            ExpectStage(stages[s], stages[s + 1], s / 2, bounds[s], s % 2 == 1);
         }
-        if (in->count < 3) continue;
-        if ((any & (kOutNear | kOutFar)) == (kOutNear | kOutFar)) ++clippedBoth;
-        for (int j = 0; j < in->count; ++j) {
-            ASSERT_GE(in->corners[j].viewZ, f.nearZ - 1e-4f);
-            ASSERT_LE(in->corners[j].viewZ, f.farZ + 1e-3f);
-        }
-        ClipPolygon &other = (in == &a) ? b : a;
-        const ClipPolygon *r = ClipToScreen<kAttrPlain>(*in, other, f);
-        ASSERT_LE(r->count, 9);
-        for (int j = 0; j < r->count; ++j) {
-            ASSERT_GE(r->corners[j].screenX, f.xMin - 1e-2f);
-            ASSERT_LE(r->corners[j].screenX, f.xMax + 1e-2f);
-            ASSERT_GE(r->corners[j].screenY, f.yMin - 1e-2f);
-            ASSERT_LE(r->corners[j].screenY, f.yMax + 1e-2f);
-        }
-        if (r->count >= 3) {
-            ASSERT_LE(std::fabs(SignedArea(*r)), 320.0 * 200.0 * 1.0001);
-        }
+        ClipPolygon work = stages[0], spare{};
+        const ClipPolygon *r = ClipToScreen<kAttrTexturedGouraud>(work, spare, kFrame);
+        ASSERT_TRUE(r == (ran % 2 ? &spare : &work) && r->count == stages[4].count);
+        ASSERT_EQ(std::memcmp(r->corners, stages[4].corners, sizeof(ClipVertex) * size_t(r->count)), 0);
     }
-    EXPECT_GT(clippedBoth, 10);
-}
-
-TEST(Clip, NonFiniteCornersNeverOverflowTheArrays) {
-    const ClipFrame f = Frame();
-    std::mt19937 rng(9);
+    EXPECT_GT(cutTwice, 10);
+    // Non-finite corners never overflow the arrays.
     const float specials[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 0.0f, 160.0f};
     for (int round = 0; round < 5000; ++round) {
-        ClipPolygon a{}, b{};
-        a.count = 3 + int(rng() % 6);
-        for (int j = 0; j < a.count; ++j) {
-            a.corners[j] = Screen(specials[rng() % 7], specials[rng() % 7], f);
-            a.corners[j].outCode = rng() & 0x3C0u;
+        ClipPolygon a{3 + int(g_random() % 6), {}}, b{};
+        for (ClipVertex &v : a.corners) v.screenX = specials[g_random() % 7], v.screenY = specials[g_random() % 7], v.outCode = g_random() & 0x3C0u;
+        ASSERT_LE(ClipToScreen<kAttrTexturedGouraud>(a, b, kFrame)->count, kClipCapacity);
+    }
+    // Which attributes travel with a corner: texture bits, and shade mode 7.
+    EXPECT_TRUE(AttributeSetOf(6u) == kAttrPlain && AttributeSetOf(7u) == kAttrGouraud);
+    EXPECT_TRUE(AttributeSetOf(0x0800005u) == kAttrTextured && AttributeSetOf(0x400000Fu) == kAttrTexturedGouraud);
+}
+
+// An end beyond a plane moves onto it and is projected there; an edge wholly
+// beyond one plane has no part left.
+TEST(Clip, EdgesCutToTheDepthRange) {
+    g_clipFrame = kFrame;
+    for (int round = 0; round < 20000; ++round) {
+        E3DVertex ends[2] = {};
+        for (E3DVertex &e : ends) {
+            const ClipVertex v = View(Any(-30, 30), Any(-30, 30), Snapped(-20, 150, kFrame.nearZ, kFrame.farZ));
+            e.viewX = v.viewX, e.viewY = v.viewY, e.depth = v.viewZ, e.screenX = v.screenX, e.screenY = v.screenY;
+            e.invDepth = v.invDepth, e.clipCode = v.outCode | (g_random() & kOutScreenX);
         }
-        const ClipPolygon *r = ClipToScreen<kAttrTexturedGouraud>(a, b, f);
-        ASSERT_LE(r->count, kClipCapacity);
+        EdgePoint points[2] = {};
+        const bool kept = CutEdgeToDepthRange(ends[0], ends[1], points[0], points[1]);
+        const uint32_t codes[2] = {ends[0].clipCode & (kOutNear | kOutFar), ends[1].clipCode & (kOutNear | kOutFar)};
+        double t[2] = {0, 1};
+        for (int e = 0; e < 2 && !(codes[0] & codes[1]); ++e) {
+            const double plane = codes[e] == kOutNear ? kFrame.nearZ : kFrame.farZ;
+            if (codes[e]) t[e] = (plane - ends[0].depth) / (double(ends[1].depth) - ends[0].depth);
+            const double x = ends[0].viewX + t[e] * (ends[1].viewX - ends[0].viewX), y = ends[0].viewY + t[e] * (ends[1].viewY - ends[0].viewY);
+            const EdgePoint &p = points[e], want = codes[e] ? EdgePoint{float(x / plane * kFrame.focal + kFrame.centerX),
+                float(-y / plane * kFrame.focal + kFrame.centerY), float(1 / plane), float(t[e])} : EdgePoint{ends[e].screenX, ends[e].screenY, ends[e].invDepth, float(e)};
+            ASSERT_TRUE(std::fabs(p.x - want.x) < 1e-2 && std::fabs(p.y - want.y) < 1e-2 && std::fabs(p.w - want.w) < 1e-7 && std::fabs(p.t - want.t) < 1e-5) << round;
+        }
+        ASSERT_EQ(kept, !(codes[0] & codes[1]) && t[0] >= 0 && t[0] <= t[1] && t[1] <= 1) << round;
     }
 }
