@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "engine3d.h"
+#include "support/raster_model.h"
 
 namespace e3dtest {
 
 struct TextureModel {
     int lighting = 1;  // 0 unlit, 1 flat, 2 Gouraud
     int map = 0;       // 0 diffuse, 1 opacity (colour key), 2 environment
-    bool depthPass = false;
     uint32_t uMask = 127, vMask = 127;  // the model's own engine-wide masks
     int clampedFetches = 0;             // row-length fetches outside the texture
     std::vector<int> spanLengths;       // every non-empty span drawn
@@ -24,11 +24,6 @@ struct TextureModel {
         float value[6] = {}, step[6] = {}, extra[6] = {};
     };
 
-    static int64_t FloorDiv(int64_t n, int64_t d) {
-        int64_t q = n / d;
-        if (q * d > n) --q;
-        return q;
-    }
     // round(x) to 32 bits, wrapping.
     static uint32_t Round32(float x) { return uint32_t(uint64_t(std::llrint(x))); }
     static uint32_t Fix16(float x) { return Round32(x * 65536.0f); }
@@ -239,15 +234,11 @@ struct TextureModel {
                     level[1] = (colour >> 11) & 31;
                     level[2] = (colour >> 3) & 31;
                 } else {
-                    static const int matrix[4][4] = {{0, 4, 1, 5}, {6, 2, 7, 3}, {1, 5, 0, 4}, {7, 3, 6, 2}};
                     const int column = depthRow ? int(x & 3) : int((x - right.x) & 3);
-                    const int row = int(left.y & 3);
                     for (int c = 0; c < 3; ++c) {
                         const int32_t value = int32_t(Fix16(left.value[3 + c]) + colourBias[c] +
                                                       uint32_t(i) * Fix16(ddx[3 + c]));
-                        int32_t v8 = value >> 16;
-                        v8 = v8 < 0 ? 0 : (v8 > 255 ? 255 : v8);
-                        level[c] = uint32_t(v8 >> 3) + (((v8 & 7) > matrix[row][column] && v8 < 248) ? 1 : 0);
+                        level[c] = Dithered(uint32_t(std::clamp(value >> 16, 0, 255)), int(left.y), column);
                     }
                 }
                 for (int c = 0; c < 3; ++c) ch[c] = (level[c] * ch[c]) >> 5;
@@ -255,32 +246,6 @@ struct TextureModel {
             }
             frameRow[x] = Combine(s, frameRow[x], blend, frameWeight, depthRow != nullptr);
             if (depthRow && blend == 0) depthRow[x] = d;
-        }
-    }
-
-    // The four operators, per channel where the packed form allows it.
-    static uint16_t Combine(uint32_t s, uint32_t d, int blend, uint32_t frameWeight, bool depthForm) {
-        const uint32_t s3[3] = {(s >> 10) & 31, (s >> 5) & 31, s & 31};
-        const uint32_t d3[3] = {(d >> 10) & 31, (d >> 5) & 31, d & 31};
-        switch (blend) {
-            case 0:
-                return uint16_t(s);
-            case 1: {
-                // Red and green lose their lowest bit; blue saturates at 31.
-                const uint32_t r = (s3[0] & 30) + (d3[0] & 30), g = (s3[1] & 30) + (d3[1] & 30);
-                const uint32_t b = s3[2] + d3[2];
-                return uint16_t((r > 30 ? 30 : r) << 10 | (g > 30 ? 30 : g) << 5 | (b > 31 ? 31 : b));
-            }
-            case 2: {
-                uint32_t out = 0;
-                for (int c = 0; c < 3; ++c) out = out << 5 | ((frameWeight * d3[c] + (255 - frameWeight) * s3[c]) >> 8);
-                return uint16_t(out);
-            }
-            default: {
-                const uint32_t diff = depthForm ? (s & 0x7BDF) - (d | 0x8420) : (s | 0x8420) - (d & 0x7BDF);
-                const uint32_t t = diff & 0x8420;
-                return uint16_t(diff & (t - (t >> 5)));
-            }
         }
     }
 };

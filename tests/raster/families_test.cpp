@@ -1,0 +1,159 @@
+// The solid, wire and dots fillers, as the selection table names them,
+// against slow models on random triangles: both passes, every blend type,
+// either side, strict depth test against equal stored depths.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "raster/pixel.h"
+#include "raster/raster.h"
+#include "support/line_model.h"
+
+using namespace e3d;
+using namespace e3dtest;
+
+namespace {
+
+constexpr int kW = 64, kH = 48;
+
+TriangleFillerRoutine Selected(uint32_t shade, uint32_t drawMode, bool depthPass) {
+    const uint32_t mode = drawMode << 20 | shade;
+    return FillerTable[shade][depthPass ? DepthPassFillerIndex(mode) : SortedPassFillerIndex(mode)];
+}
+
+// A random triangle of one constant colour and depth; corners reach `margin`
+// past the canvas, a quarter snapped to half pixels where ties are common.
+void RandomTriangle(std::mt19937 &rng, int round, Triangle &t, float margin) {
+    std::uniform_real_distribution<float> x(-margin, kW + margin), y(-margin, kH + margin), unit(0.0f, 1.0f);
+    const float z = 0.1f + 0.8f * unit(rng);
+    for (int i = 0; i < 3; ++i) {
+        float cx = x(rng), cy = y(rng);
+        if (round % 4 == 0) cx = std::round(2 * cx) / 2, cy = std::round(2 * cy) / 2;
+        t.Corner(i, cx, cy, z);
+    }
+    t.p.flags = rng() & 1 ? 0x80u : 0u;
+    t.depthPass = rng() & 1;
+    const uint16_t levels[] = {0, 1, 128, 254, 255};
+    for (E3DMaterial *m : {&t.front, &t.back}) m->alphaMode = uint16_t(rng() % 8), m->alphaLevel = levels[rng() % 5];
+    t.p.color = t.p.color1 = t.p.color2 = round % 9 == 0 ? kNoColor : uint32_t(rng() & 0xFFFFFF);
+}
+
+uint32_t Blend8(uint32_t v, uint32_t d5, uint32_t blend, int32_t weight) {
+    if (blend == 1) return std::min(v + 8 * d5, 255u);
+    if (blend == 3) return v > 8 * d5 ? v - 8 * d5 : 0;
+    const int32_t s = int32_t(v >> 3) << 10, d = int32_t(d5) << 10;
+    return blend == 0 ? v : uint32_t((s + (((d - s) * weight) >> 8)) >> 7);
+}
+
+// Writes one pixel as a filler of the given kind would, depth test first.
+struct PixelModel {
+    uint32_t blend, level, colour;
+    int32_t z;
+    bool key;
+    PixelModel(Triangle &t, uint32_t blendBits, bool keyed) {
+        const E3DMaterial &m = t.Side();
+        blend = blendBits & 3, level = m.alphaLevel, colour = t.p.color, key = keyed;
+        z = RoundToInt32(t.v[0].invDepth * kDepthScale);
+        if (key || (blend == 2 && level == 255)) blend = 0;
+    }
+    bool Draws() const { return !(blend == 2 && level == 0); }
+    // dither: -1 for 5-bit colours, else the dither column.
+    void Write(Triangle &t, const RasterTarget &f, int64_t x, int64_t y, int dither = -1) const {
+        if (x < 0 || y < 0 || x >= f.width || y >= f.height) return;
+        const size_t at = size_t(y) * f.pitch + size_t(x);
+        if (t.depthPass && !(z > f.depth[at])) return;
+        const uint32_t d = f.frame[at];
+        if (dither < 0) {
+            f.frame[at] = key ? kKeyPixel : Combine(Pixel555(colour), d, blend, 255 - level, t.depthPass);
+        } else {
+            uint32_t out = 0;
+            for (int c = 0; c < 3; ++c) {
+                const uint32_t d5 = (d >> (c == 2 && blend == 3 ? 5 : 10 - 5 * c)) & 31;
+                out = out << 5 | Dithered(Blend8((colour >> (16 - 8 * c)) & 255, d5, blend, 255 - int32_t(level)),
+                                          int(y), dither);
+            }
+            f.frame[at] = uint16_t(out);
+        }
+        if (t.depthPass && blend == 0) f.depth[at] = z;
+    }
+};
+
+void SolidModel(Triangle &t, const RasterTarget &f, bool gouraud) {
+    const PixelModel px(t, t.Side().alphaMode, !gouraud && !t.depthPass && t.p.color == kNoColor);
+    if (!px.key && !px.Draws()) return;
+    for (auto [y, l, r] : ModelSpans(t))
+        for (int64_t x = std::max<int64_t>(l, 0); x < r; ++x) px.Write(t, f, x, y, gouraud ? int((t.depthPass ? x : x - r) & 3) : -1);
+}
+
+// A random scissor now and then; lines and dots are held to it.
+void RandomScissor(std::mt19937 &rng, int round) {
+    E3DViewport *v = CurrentViewport();
+    if (round % 4 == 1) SetViewportScissor(v, float(rng() % 20), float(40 + rng() % 25), float(rng() % 16), float(30 + rng() % 19));
+    else SetViewportScissor(v, 0, kW, 0, kH);
+    LoadClipBounds(v);
+}
+
+bool InScissor(int64_t x, int64_t y) {
+    const E3DViewport *v = CurrentViewport();
+    return x >= v->scissorXMin && x < v->scissorXMax && y >= v->scissorYMin && y < v->scissorYMax;
+}
+
+void WireModel(Triangle &t, const RasterTarget &f) {
+    const PixelModel px(t, t.p.flags & 0x40 ? t.Side().alphaMode : 0, false);
+    if (!px.Draws()) return;
+    for (int i = 0; i < 3; ++i) {
+        if (!(t.p.flags & (0x200u << i))) continue;
+        const E3DVertex &a = t.v[i], &b = t.v[(i + 1) % 3];
+        for (auto [x, y] : ModelLine(a.screenX, a.screenY, b.screenX, b.screenY))
+            if (InScissor(x, y)) px.Write(t, f, x, y);
+    }
+}
+
+void DotsModel(Triangle &t, const RasterTarget &f) {
+    const E3DViewport *v = CurrentViewport();
+    const uint32_t colours[3] = {t.p.color, t.p.color1, t.p.color2};
+    for (int i = 0; i < 3; ++i) {
+        const int x = int(t.v[i].screenX), y = int(t.v[i].screenY);
+        if (!(x > v->scissorXMin && x < v->scissorXMax && y > v->scissorYMin && y < v->scissorYMax)) continue;
+        f.frame[size_t(y) * f.pitch + x] = Pixel555(colours[i]);
+        int32_t &d = f.depth[size_t(y) * f.pitch + x];
+        if (t.depthPass) d = std::max(d, RoundToInt32(t.v[i].invDepth * kDepthScale));
+    }
+}
+
+}  // namespace
+
+TEST(Fillers, SolidFamiliesMatchTheirModels) {
+    for (uint32_t shade : {1u, 3u, 7u}) {
+        const int changed = AgainstModel(
+            "solid", 17 + shade, 1500, kW, kH, [](auto &rng, int round, Triangle &t) { RandomTriangle(rng, round, t, 6); },
+            [&](Triangle &t, Canvas &) { Selected(shade, 7, t.depthPass)(&t.p, t.v); },
+            [&](Triangle &t, const RasterTarget &f) { SolidModel(t, f, shade == 7); });
+        EXPECT_GT(changed, 500) << "shade " << shade;
+    }
+}
+
+TEST(Fillers, WireAndDotsFamiliesMatchTheirModels) {
+    for (uint32_t shade : {1u, 3u, 7u}) {
+        for (uint32_t drawMode : {3u, 1u}) {
+            const int changed = AgainstModel(
+                drawMode == 3 ? "wire" : "dots", 40 + shade + drawMode, 1500, kW, kH,
+                [&](auto &rng, int round, Triangle &t) {
+                    RandomTriangle(rng, round, t, drawMode == 3 ? 30.0f : 3.0f);
+                    if (round % 3 == 0)  // dots on whole pixels, next to the bounds
+                        for (auto &v : t.v) v.screenX = std::round(v.screenX), v.screenY = std::round(v.screenY);
+                    t.p.flags |= (rng() % 8) << 9 | (rng() % 2) << 6;
+                    if (drawMode == 1 && shade == 7) t.p.color1 = rng(), t.p.color2 = rng();
+                    RandomScissor(rng, round);
+                },
+                [&](Triangle &t, Canvas &) {
+                    // Half the painter's rounds through the exported forms without clip codes.
+                    void (*plain)(E3DPolygon *, E3DVertex *) = drawMode == 3 ? (shade == 7 ? GouraudWireTriangle : FlatWireTriangle)
+                                                                             : (shade == 7 ? GouraudDotsTriangle : FlatDotsTriangle);
+                    (!t.depthPass && (t.p.color & 1) ? plain : Selected(shade, drawMode, t.depthPass))(&t.p, t.v);
+                },
+                [&](Triangle &t, const RasterTarget &f) { drawMode == 3 ? WireModel(t, f) : DotsModel(t, f); });
+            EXPECT_GT(changed, 500) << "shade " << shade << " mode " << drawMode;
+        }
+    }
+}

@@ -1,0 +1,209 @@
+// Line tables, the wire and dots forms the family models leave out, and wild
+// input against every filler.
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <random>
+
+#include "core/clip.h"
+#include "pipeline/dispatch.h"
+#include "raster/flat_solid.h"
+#include "raster/gouraud_solid.h"
+#include "raster/line.h"
+#include "raster/pixel.h"
+#include "raster/texture_fill.h"
+#include "raster/wire.h"
+#include "support/line_model.h"
+
+using namespace e3d;
+using namespace e3dtest;
+
+TEST(LineTables, ReciprocalsGiveExactColourStepsAndOctantsStepOnePixel) {
+    Canvas c(4, 4);  // starts the engine, which builds the tables
+    for (int32_t n = 1; n < 1500; ++n)
+        for (int32_t delta = -255; delta <= 255; ++delta)
+            ASSERT_EQ(LineColourStep(delta, n), delta * 65536 / n) << delta << " / " << n;
+    for (int o = 0; o < 8; ++o) {
+        const LineOctant &s = g_lineOctants[o];
+        EXPECT_EQ(std::abs(s.majorX) + std::abs(s.majorY), 1);
+        EXPECT_EQ(s.majorX + s.minorX, (o & 1) ? -1 : 1);
+        EXPECT_EQ(s.majorY + s.minorY, (o & 2) ? -1 : 1);
+        EXPECT_EQ(s.majorY != 0, (o & 4) != 0);
+    }
+}
+
+TEST(WireFiller, GouraudColourRunsFromEndToEnd) {
+    Canvas c(300, 8);
+    Triangle w(2, 3, 257, 3, 0, 0, 0x200u);
+    w.p.color = 0x00FF0000, w.p.color1 = 0x000000FF;  // red to blue
+    ClipAndDrawGouraudWireTriangle(&w.p, w.v);
+    for (int x = 2; x < 257; ++x) {
+        const uint16_t px = c.At(x, 3);
+        const int step = (0 - 255) * 65536 / 255;  // per pixel, 16 fraction bits
+        const int red = (255 * 65536 + 0x8000 + (x - 2) * step) >> 16, blue = 255 - red;
+        EXPECT_NEAR((px >> 10) & 31, red >> 3, 1) << x;
+        EXPECT_NEAR(px & 31, blue >> 3, 1) << x;
+        EXPECT_EQ((px >> 5) & 31, 0) << x;
+    }
+    EXPECT_EQ(c.At(2, 3), 0x7C00);
+    EXPECT_EQ(c.At(257, 3), 0);  // the end pixel belongs to the next edge
+}
+
+TEST(WireFiller, DepthFormsInterpolateDepthAndNeedADepthBuffer) {
+    // A ramp against a flat buffer passes on one side of the crossing only.
+    Canvas c(64, 8, true);
+    Triangle ramp(0, 3, 64, 3, 0, 0, 0x200u);
+    ramp.v[0].invDepth = 0.125f, ramp.v[1].invDepth = 0.375f;
+    for (auto *fill : {ClipAndDrawFlatWireTriangleZ, ClipAndDrawGouraudWireTriangleZ}) {
+        c.Clear();
+        std::fill_n(c.Depth(), 64 * 8, 0x10000000);  // 0.25
+        fill(&ramp.p, ramp.v);
+        for (int x = 0; x < 64; ++x) ASSERT_EQ(c.At(x, 3) != 0, x > 32) << x;
+    }
+    EXPECT_GT(c.DepthAt(63, 3), c.DepthAt(40, 3));
+    Canvas flat(16, 4);  // without a depth buffer the Z forms draw nothing
+    for (auto *fill : {ClipAndDrawFlatWireTriangleZ, ClipAndDrawGouraudWireTriangleZ, ClipAndDrawFlatDotsTriangleZ,
+                       ClipAndDrawGouraudDotsTriangleZ})
+        fill(&ramp.p, ramp.v);
+    EXPECT_TRUE(flat.Changed().empty());
+}
+
+TEST(WireFiller, ClipAndDrawFormsCutEdgesAtTheNearPlane) {
+    Canvas c(64, 48);
+    const ClipFrame saved = g_clipFrame;
+    g_clipFrame.nearZ = 1.0f, g_clipFrame.farZ = 100.0f, g_clipFrame.focal = 32.0f;
+    g_clipFrame.centerX = 32.0f, g_clipFrame.centerY = 24.0f, g_clipFrame.yScale = -1.0f;
+    for (auto *fill : {ClipAndDrawFlatWireTriangle, ClipAndDrawGouraudWireTriangle}) {
+        c.Clear();
+        Triangle w(0, 0, 32, 24, 0, 0, 0x200u);
+        // Corner 0 is behind the eye: its screen position is stale and unused.
+        w.v[0].clipCode = kOutNear;
+        w.v[0].viewX = -1.0f, w.v[0].viewY = 0.0f, w.v[0].depth = -4.0f;
+        w.v[0].screenX = 1e9f, w.v[0].screenY = -1e9f;
+        w.v[1].viewX = 0.0f, w.v[1].viewY = 0.0f, w.v[1].depth = 4.0f, w.v[1].invDepth = 0.25f;
+        // At z = 1 the edge is at x = -0.375, on screen 32 - 12 = 20.
+        fill(&w.p, w.v);
+        std::map<Pixel, uint16_t> expected;
+        for (int x = 20; x < 32; ++x) expected[{x, 24}] = 0x7FFF;
+        EXPECT_EQ(c.Changed(), expected);
+        c.Clear();
+        w.v[0].clipCode = w.v[1].clipCode = kOutFar;  // both beyond the far plane
+        fill(&w.p, w.v);
+        EXPECT_TRUE(c.Changed().empty());
+    }
+    g_clipFrame = saved;
+}
+
+TEST(WireFiller, GridShowsEveryLineWithNothingDrawnTwiceBetweenCorners) {
+    // A 6 x 5 grid 8 pixels a cell, counted through additive blue 1.
+    for (bool back : {false, true}) {
+        Canvas c(64, 56);
+        const int rows = 5, columns = 6, step = 8, left = 4, top = 6;
+        E3DMesh *grid = GridCreate(1.0f, nullptr, rows, columns, 0xFFFFFF);
+        ASSERT_NE(grid, nullptr);
+        for (int r = 0; r <= rows; ++r) {
+            for (int k = 0; k <= columns; ++k) {
+                E3DVertex &v = grid->vertices[r * (columns + 1) + k];
+                v.screenX = float(left + k * step), v.screenY = float(top + r * step), v.clipCode = 0;
+            }
+        }
+        E3DMaterial additive{};
+        additive.alphaMode = 1;
+        for (int i = 0; i < grid->polygonCount; ++i) {
+            E3DPolygon p = grid->polygons[i];
+            p.flags = (p.flags & ~0xC0u) | 0x40u | (back ? 0x80u : 0u);
+            p.material = p.backMaterial = &additive;
+            p.color = 0x000008;
+            ClipAndDrawFlatWireTriangle(&p, grid->vertices);
+        }
+        DeleteMesh(grid);
+        int vertexTwice = 0;
+        for (int y = 0; y < 56; ++y) {
+            for (int x = 0; x < 64; ++x) {
+                const bool inside = x >= left && x <= left + columns * step && y >= top && y <= top + rows * step;
+                const bool onX = (x - left) % step == 0, onY = (y - top) % step == 0;
+                const uint16_t n = c.At(x, y);
+                if (!inside || (!onX && !onY)) ASSERT_EQ(n, 0) << x << "," << y;
+                else if (!(onX && onY)) ASSERT_EQ(n, 1) << x << "," << y;
+                else ASSERT_TRUE(n == 1 || n == 2) << x << "," << y;  // by each edge starting there
+                vertexTwice += inside && onX && onY && n == 2;
+            }
+        }
+        for (int cy : {top, top + rows * step})  // the outer corners belong to one edge each
+            for (int cx : {left, left + columns * step}) EXPECT_EQ(c.At(cx, cy), 1) << cx << "," << cy;
+        EXPECT_LT(vertexTwice, (rows + 1) * (columns + 1));
+    }
+}
+
+TEST(DotsFiller, ClipAndDrawFormsSkipDepthCodedCornersAndKeepTheNearerDepth) {
+    Canvas c(32, 32, true);
+    Triangle w(4, 4, 20, 6, 10, 25, 0);
+    w.v[1].clipCode = kOutNear;
+    w.v[2].clipCode = kOutFar | kOutRight;
+    ClipAndDrawGouraudDotsTriangle(&w.p, w.v);
+    EXPECT_EQ(c.Changed().size(), 1u);
+    FlatDotsTriangle(&w.p, w.v);  // the exported form draws all three
+    EXPECT_EQ(c.Changed().size(), 3u);
+    c.Depth()[4 * 32 + 4] = 0x7FFFFFFF;  // nearer than the dot: kept, the dot still drawn
+    c.Clear();
+    ClipAndDrawFlatDotsTriangleZ(&w.p, w.v);
+    EXPECT_EQ(c.At(4, 4), 0x7FFF);
+    EXPECT_EQ(c.DepthAt(4, 4), 0x7FFFFFFF);
+}
+
+TEST(DrawLine2D, DrawsThroughTheScissorAndRestoresTheContext) {
+    Canvas c(40, 30);
+    Canvas other(8, 8);  // current after this
+    SetViewportScissor(c.viewport, 5, 35, 4, 26);
+    DrawLine2D(c.viewport, 0, 0, 40, 30, 0x00FF8000);
+    EXPECT_EQ(CurrentViewport(), other.viewport);
+    std::map<Pixel, uint16_t> expected;
+    for (auto [x, y] : ModelLine(0, 0, 40, 30))
+        if (x >= 5 && x < 35 && y >= 4 && y < 26) expected[{x, y}] = 0x7E00;
+    EXPECT_EQ(c.Changed(), expected);
+    EXPECT_EQ(g_clipBounds.xMaxInner, 34.0f);  // loaded from the scissor
+    c.Clear();
+    DrawLine2D(c.viewport, -1e30f, 10.0f, 1e30f, 10.0f, 0xFFFFFF);  // along its true course
+    for (int x = 0; x < 40; ++x) EXPECT_EQ(c.At(x, 10) != 0, x >= 5 && x < 35) << x;
+    DrawLine2D(nullptr, 0, 0, 5, 5, 0xFFFFFF);  // no viewport: nothing
+    EXPECT_TRUE(other.Changed().empty());
+}
+
+TEST(Fillers, WildCornersStayInsideTheBuffersAndTheTexture) {
+    // Not-a-number, infinite and huge corners and depths: every filler keeps
+    // to the clip bounds and the buffer, and reads only the texture (held in
+    // a guard band of a colour it never uses, which the unlit filler shows).
+    const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
+    const float wild[] = {nan, inf, -inf, 1e30f, -1e30f, 3e9f, -2e9f, 1048577.0f, -5.0f, 20.0f, 16.5f, 0.0f, 1e9f, 70.0f};
+    constexpr uint16_t kBand = 0x7C1F;
+    std::mt19937 rng(15);
+    Canvas c(48, 32, true, 0, 53);
+    c.Scissor(3, 41, 2, 29);
+    std::vector<uint16_t> block(5 * 7 + 128, kBand);
+    for (int i = 0; i < 35; ++i) block[64 + i] = uint16_t(rng() % 0x7C00);
+    E3DTexture tex{};
+    tex.pixels = block.data() + 64, tex.width = tex.width2 = 5, tex.height = tex.height2 = 7, tex.pitch = 10;
+    const uint32_t modes[] = {1, 3, 7, 15, 23, 39};
+    for (int round = 0; round < 12000; ++round) {
+        Triangle t;
+        for (int i = 0; i < 3; ++i) {
+            t.Corner(i, rng() % 3 ? float(rng() % 60) - 5 : wild[rng() % 14], rng() % 3 ? float(rng() % 40) - 4 : wild[rng() % 14],
+                     rng() % 3 ? 0.5f : wild[rng() % 14]);
+            for (int k = 0; k < 4; ++k) t.p.coords[i][k] = wild[rng() % 14];
+        }
+        t.p.flags = (rng() & 1 ? 0x80u : 0u) | 0xE00u;
+        t.p.color1 = uint32_t(rng());
+        for (uint32_t map = 0; map < 3; ++map) SetMaterialTexture(&t.Side(), map, &tex, 0);
+        // Lines and dots first, held to the scissor; then everything.
+        const uint32_t shade = round % 3 == 0 ? 1 : round % 3 == 1 ? 3 : 7, mode = modes[rng() % (round < 6000 ? 2 : 6)] << 20 | shade;
+        FillerTable[shade][round & 8 ? DepthPassFillerIndex(mode) : SortedPassFillerIndex(mode)](&t.p, t.v);
+        if (round == 5999) {
+            for (const auto &[p, n] : c.Changed())
+                ASSERT_TRUE(p.first >= 3 && p.first <= 40 && p.second >= 2 && p.second <= 28) << p.first << "," << p.second;
+            EXPECT_GT(c.Changed().size(), 100u);
+        }
+    }
+    for (const auto &[p, n] : c.Changed()) ASSERT_NE(n, kBand) << "read outside the texture at " << p.first << "," << p.second;
+    EXPECT_GT(c.Changed().size(), 300u);
+    EXPECT_TRUE(c.GuardsIntact());
+}
