@@ -8,6 +8,7 @@
 #include "raster/pixel.h"
 #include "raster/raster.h"
 #include "support/line_model.h"
+#include "support/texture_model.h"
 
 using namespace e3d;
 using namespace e3dtest;
@@ -36,13 +37,6 @@ void RandomTriangle(std::mt19937 &rng, int round, Triangle &t, float margin) {
     const uint16_t levels[] = {0, 1, 128, 254, 255};
     for (E3DMaterial *m : {&t.front, &t.back}) m->alphaMode = uint16_t(rng() % 8), m->alphaLevel = levels[rng() % 5];
     t.p.color = t.p.color1 = t.p.color2 = round % 9 == 0 ? kNoColor : uint32_t(rng() & 0xFFFFFF);
-}
-
-uint32_t Blend8(uint32_t v, uint32_t d5, uint32_t blend, int32_t weight) {
-    if (blend == 1) return std::min(v + 8 * d5, 255u);
-    if (blend == 3) return v > 8 * d5 ? v - 8 * d5 : 0;
-    const int32_t s = int32_t(v >> 3) << 10, d = int32_t(d5) << 10;
-    return blend == 0 ? v : uint32_t((s + (((d - s) * weight) >> 8)) >> 7);
 }
 
 // Writes one pixel as a filler of the given kind would, depth test first.
@@ -131,6 +125,24 @@ TEST(Fillers, SolidFamiliesMatchTheirModels) {
             [&](Triangle &t, const RasterTarget &f) { SolidModel(t, f, shade == 7); });
         EXPECT_GT(changed, 500) << "shade " << shade;
     }
+}
+
+TEST(Fillers, SolidFillersMatchTheStepModelWithCornerColoursAndDepths) {
+  for (uint32_t shade : {3u, 7u}) {
+    TextureModel model;  // the textured fillers' stepping, lit without a texture
+    model.lighting = shade == 7 ? 3 : 4;
+    const int changed = AgainstModel(
+        "stepped", 5 + shade, 3000, kW, kH,
+        [](auto &rng, int round, Triangle &t) {
+            RandomTriangle(rng, round, t, 0);
+            for (auto &v : t.v) v.invDepth = 0.2f + 0.7f * float(rng() % 1024) / 1024;
+            t.p.color1 = rng() & 0xFFFFFF, t.p.color2 = rng() & 0xFFFFFF;
+            t.Side().alphaMode &= 3;
+        },
+        [&](Triangle &t, Canvas &) { Selected(shade, 7, t.depthPass)(&t.p, t.v); },
+        [&](Triangle &t, const RasterTarget &f) { model.Draw(t.p, t.v, f.frame, t.depthPass ? f.depth : nullptr, f.pitch); });
+    EXPECT_GT(changed, 1000);
+  }
 }
 
 TEST(Fillers, WireAndDotsFamiliesMatchTheirModels) {

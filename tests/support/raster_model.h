@@ -159,6 +159,14 @@ inline uint16_t Combine(uint32_t s, uint32_t d, uint32_t blend, uint32_t frameWe
     }
 }
 
+// The solid Gouraud blends, on an 8-bit channel and a 5-bit frame channel.
+inline uint32_t Blend8(uint32_t v, uint32_t d5, uint32_t blend, int32_t weight) {
+    if (blend == 1) return std::min(v + 8 * d5, 255u);
+    if (blend == 3) return v > 8 * d5 ? v - 8 * d5 : 0;
+    const int32_t s = int32_t(v >> 3) << 10, d = int32_t(d5) << 10;
+    return blend == 0 ? v : uint32_t((s + (((d - s) * weight) >> 8)) >> 7);
+}
+
 inline uint16_t Pixel555(uint32_t k) { return uint16_t(((k >> 19) & 31) << 10 | ((k >> 11) & 31) << 5 | ((k >> 3) & 31)); }
 
 // An 8-bit channel to 5 bits at a cell of the 4 x 4 ordered dither.

@@ -13,9 +13,10 @@
 namespace e3dtest {
 
 struct TextureModel {
-    int lighting = 1;  // 0 unlit, 1 flat, 2 Gouraud
+    int lighting = 1;  // 0 unlit, 1 flat, 2 Gouraud; solid fillers: 3 Gouraud, 4 flat
     int map = 0;       // 0 diffuse, 1 opacity (colour key), 2 environment
     uint32_t uMask = 127, vMask = 127;  // the model's own engine-wide masks
+    bool key = false;
     int clampedFetches = 0;             // row-length fetches outside the texture
     std::vector<int> spanLengths;       // every non-empty span drawn
 
@@ -42,7 +43,9 @@ struct TextureModel {
         const int64_t shift = layer.shift;
 
         // Blend type and opacity weight of the frame.
-        int blend = m.alphaMode;
+        // The flat solid fillers' "no colour": the key pixel, replaced, on the painter's pass.
+        key = lighting == 4 && !depth && p.color == 0x80000000u;
+        int blend = key ? 0 : m.alphaMode;
         uint32_t frameWeight = 0;
         if (blend == 2) {
             if (m.alphaLevel == 0) return;
@@ -172,6 +175,7 @@ struct TextureModel {
               uint16_t *frameRow, int32_t *depthRow) {
         const int64_t n = right.x - left.x;
         if (n < 1) return;
+        uint32_t drawn = 0;  // the additive flat writer steps its depth on drawn pixels only
         spanLengths.push_back(int(n));
         int64_t runs = n / 16, rest = n % 16;
         if (rest == 0) rest = 16, runs -= 1;
@@ -206,27 +210,31 @@ struct TextureModel {
 
             int32_t d = 0;
             if (depthRow) {
-                d = int32_t(Round32(left.value[0] * 1073741824.0f) + uint32_t(i) * Round32(ddx[0] * 1073741824.0f));
+                const uint32_t steps = lighting == 4 && blend == 1 ? drawn : uint32_t(i);
+                d = int32_t(Round32(left.value[0] * 1073741824.0f) + steps * Round32(ddx[0] * 1073741824.0f));
                 if (!(d > depthRow[x])) continue;
+                ++drawn;
             }
 
-            uint32_t t;
-            if (powerOfTwo) {
-                t = texels[((uint32_t(V >> 16) & vMask) << shift) | (uint32_t(U >> 16) & uMask)];
-            } else {
-                int64_t index = int64_t(V >> 16) * shift + (U >> 16);
-                const int64_t last = (height - 1) * shift + width - 1;
-                if (index < 0 || index > last) {
-                    ++clampedFetches;
-                    index = index < 0 ? 0 : last;
+            uint32_t t = 0;
+            if (lighting < 3) {  // the solid fillers read no texture
+                if (powerOfTwo) {
+                    t = texels[((uint32_t(V >> 16) & vMask) << shift) | (uint32_t(U >> 16) & uMask)];
+                } else {
+                    int64_t index = int64_t(V >> 16) * shift + (U >> 16);
+                    const int64_t last = (height - 1) * shift + width - 1;
+                    if (index < 0 || index > last) {
+                        ++clampedFetches;
+                        index = index < 0 ? 0 : last;
+                    }
+                    t = texels[index];
                 }
-                t = texels[index];
+                if (map == 1 && t == 0x8000) continue;  // the colour key: nothing written
             }
-            if (map == 1 && t == 0x8000) continue;  // the colour key: nothing written
             uint32_t ch[3] = {(t >> 10) & 31, (t >> 5) & 31, t & 31};
             uint32_t s;
-            if (lighting == 0) {
-                s = t;
+            if (lighting == 0 || lighting == 4) {
+                s = lighting == 0 ? t : key ? 0x8000u : Pixel555(colour);
             } else {
                 uint32_t level[3];
                 if (lighting == 1) {
@@ -238,13 +246,16 @@ struct TextureModel {
                     for (int c = 0; c < 3; ++c) {
                         const int32_t value = int32_t(Fix16(left.value[3 + c]) + colourBias[c] +
                                                       uint32_t(i) * Fix16(ddx[3 + c]));
-                        level[c] = Dithered(uint32_t(std::clamp(value >> 16, 0, 255)), int(left.y), column);
+                        uint32_t v8 = uint32_t(std::clamp(value >> 16, 0, 255));
+                        const uint32_t d5 = (frameRow[x] >> (c == 2 && blend == 3 ? 5 : 10 - 5 * c)) & 31;
+                        if (lighting == 3) v8 = Blend8(v8, d5, uint32_t(blend), int32_t(frameWeight));
+                        level[c] = Dithered(v8, int(left.y), column);
                     }
                 }
-                for (int c = 0; c < 3; ++c) ch[c] = (level[c] * ch[c]) >> 5;
+                for (int c = 0; c < 3; ++c) ch[c] = lighting == 3 ? level[c] : (level[c] * ch[c]) >> 5;
                 s = ch[0] << 10 | ch[1] << 5 | ch[2];
             }
-            frameRow[x] = Combine(s, frameRow[x], blend, frameWeight, depthRow != nullptr);
+            frameRow[x] = lighting == 3 ? uint16_t(s) : Combine(s, frameRow[x], blend, frameWeight, depthRow != nullptr);
             if (depthRow && blend == 0) depthRow[x] = d;
         }
     }
