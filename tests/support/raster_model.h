@@ -106,33 +106,6 @@ inline int64_t FloorDiv(int64_t n, int64_t d) {  // d > 0
     return n / d - (n % d < 0 ? 1 : 0);
 }
 
-// Rows {y, left, right} of the fill rule, unclipped: pixels [ceil(left
-// crossing), ceil(right crossing)) of every scanline whose centre lies in
-// [top, bottom), from exact rational crossings of the 28.4 corners. The drawn
-// side's corners must turn clockwise (y down), else nothing.
-inline std::vector<std::array<int64_t, 3>> ModelSpans(const Triangle &t) {
-    int64_t x[3], y[3];
-    const bool back = t.p.flags & 0x80;
-    for (int i = 0; i < 3; ++i) {
-        x[i] = std::lrint(t.v[back ? i : 2 - i].screenX * 16.0f);
-        y[i] = std::lrint(t.v[back ? i : 2 - i].screenY * 16.0f);
-    }
-    std::vector<std::array<int64_t, 3>> rows;
-    if ((x[1] - x[0]) * (y[2] - y[0]) - (y[1] - y[0]) * (x[2] - x[0]) <= 0) return rows;
-    int o[3] = {0, 1, 2};
-    std::sort(o, o + 3, [&](int a, int b) { return y[a] < y[b]; });
-    auto crossing = [&](int a, int b, int64_t row) {
-        return -FloorDiv(-((16 * row - y[a]) * (x[b] - x[a]) + x[a] * (y[b] - y[a])), 16 * (y[b] - y[a]));
-    };
-    auto ceil16 = [](int64_t v) { return -FloorDiv(-v, 16); };
-    for (int64_t row = ceil16(y[o[0]]); row < ceil16(y[o[2]]); ++row) {
-        const int64_t a = crossing(o[0], o[2], row);
-        const int64_t c = row < ceil16(y[o[1]]) ? crossing(o[0], o[1], row) : crossing(o[1], o[2], row);
-        if (a != c) rows.push_back({row, std::min(a, c), std::max(a, c)});
-    }
-    return rows;
-}
-
 // The four blend operators per channel: replace, additive (red and green
 // lose their lowest bit, blue saturates at 31), opacity weighting the frame
 // by frameWeight / 256, and the packed subtraction with its guard bits on
