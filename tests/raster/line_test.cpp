@@ -6,56 +6,32 @@
 #include <random>
 
 #include "core/clip.h"
-#include "pipeline/dispatch.h"
-#include "raster/flat_solid.h"
-#include "raster/gouraud_solid.h"
 #include "raster/line.h"
-#include "raster/pixel.h"
-#include "raster/texture_fill.h"
 #include "raster/wire.h"
 #include "support/line_model.h"
 
 using namespace e3d;
 using namespace e3dtest;
 
-TEST(LineTables, ReciprocalsGiveExactColourStepsAndOctantsStepOnePixel) {
+TEST(LineTables, ReciprocalsGiveExactColourSteps) {
     Canvas c(4, 4);  // starts the engine, which builds the tables
     for (int32_t n = 1; n < 1500; ++n)
         for (int32_t delta = -255; delta <= 255; ++delta)
             ASSERT_EQ(LineColourStep(delta, n), delta * 65536 / n) << delta << " / " << n;
-    for (int o = 0; o < 8; ++o) {
-        const LineOctant &s = g_lineOctants[o];
-        EXPECT_EQ(std::abs(s.majorX) + std::abs(s.majorY), 1);
-        EXPECT_EQ(s.majorX + s.minorX, (o & 1) ? -1 : 1);
-        EXPECT_EQ(s.majorY + s.minorY, (o & 2) ? -1 : 1);
-        EXPECT_EQ(s.majorY != 0, (o & 4) != 0);
-    }
 }
 
-TEST(WireFiller, DepthFormsNeedADepthBuffer) {
-    Canvas flat(16, 4);
-    Triangle t(0, 3, 15, 3, 0, 0, 0xE00u);
-    for (auto *fill : {ClipAndDrawFlatWireTriangleZ, ClipAndDrawGouraudWireTriangleZ, ClipAndDrawFlatDotsTriangleZ,
-                       ClipAndDrawGouraudDotsTriangleZ})
-        fill(&t.p, t.v);
-    EXPECT_TRUE(flat.Changed().empty());
-}
-
-TEST(WireFiller, ClipAndDrawFormsCutEdgesAtTheNearPlane) {
-    Canvas c(64, 48);
+TEST(WireFiller, ClipAndDrawFormsCutEdgesAtTheNearAndFarPlanes) {
+    Canvas c(64, 48, true);
     const ClipFrame saved = g_clipFrame;
     g_clipFrame.nearZ = 1.0f, g_clipFrame.farZ = 100.0f, g_clipFrame.focal = 32.0f;
     g_clipFrame.centerX = 32.0f, g_clipFrame.centerY = 24.0f, g_clipFrame.yScale = -1.0f;
-    for (auto *fill : {ClipAndDrawFlatWireTriangle, ClipAndDrawGouraudWireTriangle}) {
+    for (auto *fill : {ClipAndDrawFlatWireTriangle, ClipAndDrawGouraudWireTriangle, ClipAndDrawFlatWireTriangleZ}) {
         c.Clear();
-        Triangle w(0, 0, 32, 24, 0, 0, 0x200u);
-        // Corner 0 is behind the eye: its screen position is stale and unused.
-        w.v[0].clipCode = kOutNear;
+        Triangle w(1e9f, -1e9f, 32, 24, 0, 0, 0x200u);  // corner 0's screen position is stale and unused
+        w.v[0].clipCode = kOutNear;  // behind the eye
         w.v[0].viewX = -1.0f, w.v[0].viewY = 0.0f, w.v[0].depth = -4.0f;
-        w.v[0].screenX = 1e9f, w.v[0].screenY = -1e9f;
         w.v[1].viewX = 0.0f, w.v[1].viewY = 0.0f, w.v[1].depth = 4.0f, w.v[1].invDepth = 0.25f;
-        // At z = 1 the edge is at x = -0.375, on screen 32 - 12 = 20.
-        fill(&w.p, w.v);
+        fill(&w.p, w.v);  // at z = 1 the edge is at x = -0.375, on screen 32 - 12 = 20
         std::map<Pixel, uint16_t> expected;
         for (int x = 20; x < 32; ++x) expected[{x, 24}] = 0x7FFF;
         EXPECT_EQ(c.Changed(), expected);
@@ -65,54 +41,17 @@ TEST(WireFiller, ClipAndDrawFormsCutEdgesAtTheNearPlane) {
         EXPECT_TRUE(c.Changed().empty());
     }
     g_clipFrame = saved;
-}
-
-TEST(WireFiller, GridShowsEveryLineWithNothingDrawnTwiceBetweenCorners) {
-    // A 6 x 5 grid 8 pixels a cell, counted through additive blue 1.
-    for (bool back : {false, true}) {
-        Canvas c(64, 56);
-        const int rows = 5, columns = 6, step = 8, left = 4, top = 6;
-        E3DMesh *grid = GridCreate(1.0f, nullptr, rows, columns, 0xFFFFFF);
-        ASSERT_NE(grid, nullptr);
-        for (int r = 0; r <= rows; ++r) {
-            for (int k = 0; k <= columns; ++k) {
-                E3DVertex &v = grid->vertices[r * (columns + 1) + k];
-                v.screenX = float(left + k * step), v.screenY = float(top + r * step), v.clipCode = 0;
-            }
-        }
-        E3DMaterial additive{};
-        additive.alphaMode = 1;
-        for (int i = 0; i < grid->polygonCount; ++i) {
-            E3DPolygon p = grid->polygons[i];
-            p.flags = (p.flags & ~0xC0u) | 0x40u | (back ? 0x80u : 0u);
-            p.material = p.backMaterial = &additive;
-            p.color = 0x000008;
-            ClipAndDrawFlatWireTriangle(&p, grid->vertices);
-        }
-        DeleteMesh(grid);
-        int vertexTwice = 0;
-        for (int y = 0; y < 56; ++y) {
-            for (int x = 0; x < 64; ++x) {
-                const bool inside = x >= left && x <= left + columns * step && y >= top && y <= top + rows * step;
-                const bool onX = (x - left) % step == 0, onY = (y - top) % step == 0;
-                const uint16_t n = c.At(x, y);
-                if (!inside || (!onX && !onY)) ASSERT_EQ(n, 0) << x << "," << y;
-                else if (!(onX && onY)) ASSERT_EQ(n, 1) << x << "," << y;
-                else ASSERT_TRUE(n == 1 || n == 2) << x << "," << y;  // by each edge starting there
-                vertexTwice += inside && onX && onY && n == 2;
-            }
-        }
-        for (int cy : {top, top + rows * step})  // the outer corners belong to one edge each
-            for (int cx : {left, left + columns * step}) EXPECT_EQ(c.At(cx, cy), 1) << cx << "," << cy;
-        EXPECT_LT(vertexTwice, (rows + 1) * (columns + 1));
-    }
+    Canvas flat(16, 4);  // without a depth buffer the Z forms draw nothing
+    Triangle t(0, 3, 15, 3, 0, 0, 0xE00u);
+    for (auto *fill : {ClipAndDrawFlatWireTriangleZ, ClipAndDrawGouraudWireTriangleZ, ClipAndDrawFlatDotsTriangleZ, ClipAndDrawGouraudDotsTriangleZ})
+        fill(&t.p, t.v);
+    EXPECT_TRUE(flat.Changed().empty());
 }
 
 TEST(DotsFiller, ClipAndDrawFormsSkipDepthCodedCornersAndKeepTheNearerDepth) {
     Canvas c(32, 32, true);
     Triangle w(4, 4, 20, 6, 10, 25, 0);
-    w.v[1].clipCode = kOutNear;
-    w.v[2].clipCode = kOutFar | kOutRight;
+    w.v[1].clipCode = kOutNear, w.v[2].clipCode = kOutFar | kOutRight;
     ClipAndDrawGouraudDotsTriangle(&w.p, w.v);
     EXPECT_EQ(c.Changed().size(), 1u);
     FlatDotsTriangle(&w.p, w.v);  // the exported form draws all three
@@ -120,8 +59,7 @@ TEST(DotsFiller, ClipAndDrawFormsSkipDepthCodedCornersAndKeepTheNearerDepth) {
     c.Depth()[4 * 32 + 4] = 0x7FFFFFFF;  // nearer than the dot: kept, the dot still drawn
     c.Clear();
     ClipAndDrawFlatDotsTriangleZ(&w.p, w.v);
-    EXPECT_EQ(c.At(4, 4), 0x7FFF);
-    EXPECT_EQ(c.DepthAt(4, 4), 0x7FFFFFFF);
+    EXPECT_TRUE(c.At(4, 4) == 0x7FFF && c.DepthAt(4, 4) == 0x7FFFFFFF);
 }
 
 TEST(DrawLine2D, DrawsThroughTheScissorAndRestoresTheContext) {
@@ -143,9 +81,9 @@ TEST(DrawLine2D, DrawsThroughTheScissorAndRestoresTheContext) {
 }
 
 TEST(Fillers, WildCornersStayInsideTheBuffersAndTheTexture) {
-    // Not-a-number, infinite and huge corners and depths: every filler keeps
-    // to the clip bounds and the buffer, and reads only the texture (held in
-    // a guard band of a colour it never uses, which the unlit filler shows).
+    // Not-a-number, infinite and huge corners and depths: lines and dots keep
+    // to the clip bounds, every filler to the buffer, and the texture is read
+    // only inside (it sits in a band of a colour it never uses).
     const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
     const float wild[] = {nan, inf, -inf, 1e30f, -1e30f, 3e9f, -2e9f, 1048577.0f, -5.0f, 20.0f, 16.5f, 0.0f, 1e9f, 70.0f};
     constexpr uint16_t kBand = 0x7C1F;
@@ -157,26 +95,24 @@ TEST(Fillers, WildCornersStayInsideTheBuffersAndTheTexture) {
     E3DTexture tex{};
     tex.pixels = block.data() + 64, tex.width = tex.width2 = 5, tex.height = tex.height2 = 7, tex.pitch = 10;
     const uint32_t modes[] = {1, 3, 7, 15, 23, 39};
+    auto pick = [&](float normal) { return rng() % 3 ? normal : wild[rng() % 14]; };
     for (int round = 0; round < 12000; ++round) {
         Triangle t;
         for (int i = 0; i < 3; ++i) {
-            t.Corner(i, rng() % 3 ? float(rng() % 60) - 5 : wild[rng() % 14], rng() % 3 ? float(rng() % 40) - 4 : wild[rng() % 14],
-                     rng() % 3 ? 0.5f : wild[rng() % 14]);
+            t.Corner(i, pick(float(rng() % 60) - 5), pick(float(rng() % 40) - 4), pick(0.5f));
             for (int k = 0; k < 4; ++k) t.p.coords[i][k] = wild[rng() % 14];
         }
         t.p.flags = (rng() & 1 ? 0x80u : 0u) | 0xE00u;
         t.p.color1 = uint32_t(rng());
         for (uint32_t map = 0; map < 3; ++map) SetMaterialTexture(&t.Side(), map, &tex, 0);
-        // Lines and dots first, held to the scissor; then everything.
         const uint32_t shade = round % 3 == 0 ? 1 : round % 3 == 1 ? 3 : 7, mode = modes[rng() % (round < 6000 ? 2 : 6)] << 20 | shade;
         FillerTable[shade][round & 8 ? DepthPassFillerIndex(mode) : SortedPassFillerIndex(mode)](&t.p, t.v);
-        if (round == 5999) {
+        if (round == 5999) {  // lines and dots so far
             for (const auto &[p, n] : c.Changed())
                 ASSERT_TRUE(p.first >= 3 && p.first <= 40 && p.second >= 2 && p.second <= 28) << p.first << "," << p.second;
             EXPECT_GT(c.Changed().size(), 100u);
         }
     }
     for (const auto &[p, n] : c.Changed()) ASSERT_NE(n, kBand) << "read outside the texture at " << p.first << "," << p.second;
-    EXPECT_GT(c.Changed().size(), 300u);
     EXPECT_TRUE(c.GuardsIntact());
 }
