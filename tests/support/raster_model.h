@@ -1,17 +1,14 @@
 // The fillers' test bench: a viewport-backed canvas, a hand-made triangle,
-// slow exact models (fill rule, blend operators) and the one harness that
-// runs every filler family on random input against its model.
+// slow exact models (lines, blend operators, dither) and the one harness
+// that runs every filler family on random input against its model.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdint>
 #include <map>
 #include <random>
-#include <utility>
 #include <vector>
 
 #include "core/view.h"
@@ -36,11 +33,9 @@ struct Canvas {
         : width(w), height(h), pitch(p ? p : w), pixels(size_t(pitch) * (h + 4), kGuardValue) {
         InitEngine3D();
         Clear(fill);
-        surface.pixels = pixels.data();
-        surface.pitch = 2 * pitch;
+        surface.pixels = pixels.data(), surface.pitch = 2 * pitch;
         viewport = CreateViewport(&surface, w, h, depth ? 1 : 0, 0);
-        e3d::SetRasterContext(viewport, nullptr);
-        e3d::LoadClipBounds(viewport);
+        e3d::SetRasterContext(viewport, nullptr), e3d::LoadClipBounds(viewport);
     }
     ~Canvas() {
         e3d::SetRasterContext(nullptr, nullptr);
@@ -48,7 +43,6 @@ struct Canvas {
         ReleaseEngine3D();
     }
     Canvas(const Canvas &) = delete;
-    Canvas &operator=(const Canvas &) = delete;
     void Clear(uint16_t fill = 0) {
         for (int y = 0; y < height; ++y) std::fill_n(pixels.begin() + size_t(y) * pitch, width, fill);
     }
@@ -84,14 +78,10 @@ struct Triangle {
     bool depthPass = false;
     Triangle() {
         for (int i = 0; i < 3; ++i) p.vertex[i] = i, v[i].invDepth = 0.5f;
-        p.flags = 0x80;
-        p.color = p.color1 = p.color2 = 0xFFFFFF;
-        p.material = &front;
-        p.backMaterial = &back;
+        p.flags = 0x80, p.color = p.color1 = p.color2 = 0xFFFFFF, p.material = &front, p.backMaterial = &back;
     }
     Triangle(float x0, float y0, float x1, float y1, float x2, float y2, uint32_t flags = 0x80) : Triangle() {
-        Corner(0, x0, y0), Corner(1, x1, y1), Corner(2, x2, y2);
-        p.flags = flags;
+        Corner(0, x0, y0), Corner(1, x1, y1), Corner(2, x2, y2), p.flags = flags;
     }
     Triangle(const Triangle &) = delete;
     E3DMaterial &Side() { return p.flags & 0x80 ? back : front; }
@@ -104,6 +94,29 @@ struct Triangle {
 
 inline int64_t FloorDiv(int64_t n, int64_t d) {  // d > 0
     return n / d - (n % d < 0 ? 1 : 0);
+}
+
+// The pixels of the line from (x0, y0) to (x1, y1), ends rounded to nearest
+// (ties to even), the first end drawn and the second not; one pixel per
+// step of the longer axis, the other coordinate the exact value rounded to
+// nearest with a tie going down. Worked with a floor and a comparison of
+// the remainder, not with an error term.
+inline std::vector<Pixel> ModelLine(float fx0, float fy0, float fx1, float fy1) {
+    const int64_t x0 = int64_t(std::nearbyint(fx0)), y0 = int64_t(std::nearbyint(fy0));
+    const int64_t x1 = int64_t(std::nearbyint(fx1)), y1 = int64_t(std::nearbyint(fy1));
+    std::vector<Pixel> out;
+    const int64_t dx = x1 - x0, dy = y1 - y0;
+    const bool yMajor = std::llabs(dy) > std::llabs(dx);
+    const int64_t length = yMajor ? std::llabs(dy) : std::llabs(dx);
+    for (int64_t i = 0; i < length; ++i) {
+        const int64_t major = (yMajor ? y0 : x0) + ((yMajor ? dy : dx) > 0 ? i : -i);
+        // Minor value n0 + i * a / length as (numerator / length).
+        const int64_t numerator = (yMajor ? x0 : y0) * length + i * (yMajor ? dx : dy);
+        const int64_t k = FloorDiv(numerator, length), rest = numerator - k * length;
+        const int minor = int(k + (2 * rest > length ? 1 : 0));
+        out.push_back(yMajor ? Pixel{minor, int(major)} : Pixel{int(major), minor});
+    }
+    return out;
 }
 
 // The four blend operators per channel: replace, additive (red and green
@@ -151,7 +164,7 @@ inline uint32_t Dithered(uint32_t v, int row, int column) {
 // A filler family on random input: make(rng, round, t) builds a triangle,
 // engine(t, canvas) draws it, model(t, target) draws it into a copy of the
 // canvas (frame, guards, depth). Every pixel and depth value must agree.
-// Depths start around the first corner's, a quarter exactly equal.
+// Stored depths: some exactly the first corner's.
 // Returns the number of rounds that changed the frame.
 template <class Make, class Engine, class Model>
 int AgainstModel(const char *name, uint32_t seed, int rounds, int w, int h, Make make, Engine engine, Model model) {
@@ -162,13 +175,13 @@ int AgainstModel(const char *name, uint32_t seed, int rounds, int w, int h, Make
     for (int round = 0; round < rounds; ++round) {
         Triangle t;
         make(rng, round, t);
-        c.Clear();
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) c.pixels[size_t(y) * c.pitch + x] = uint16_t(rng() & 0x7FFF);
         const int32_t z = e3d::RoundToInt32(t.v[0].invDepth * e3d::kDepthScale);
-        for (size_t i = 0; i < depthN; ++i) {
-            const uint32_t pick = rng() % 8;
-            c.Depth()[i] = pick < 2 ? z : pick < 4 ? z - 1 : int32_t(rng() % 0x40000000u);
+        for (size_t i = 0; i < depthN;) {  // runs that all pass, all fail, or sit near the first corner
+            const uint32_t kind = rng() % 4, run = 1 + rng() % 24, near[2] = {uint32_t(z), uint32_t(z) - 1};
+            for (uint32_t k = 0; k < run && i < depthN; ++k, ++i)
+                c.Depth()[i] = kind == 0 ? INT32_MIN : kind == 1 ? INT32_MAX : int32_t(rng() % 2 ? near[rng() % 2] : rng() % 0x40000000u);
         }
         const std::vector<uint16_t> before(c.pixels);
         std::vector<uint16_t> frame(c.pixels);
