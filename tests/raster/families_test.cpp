@@ -1,14 +1,16 @@
-// Every untextured filler family, as the selection table names it, against
-// a slow model on random triangles: both passes, every blend type, either
-// side, corner colours and depths, stored depths equal to the drawn ones.
+// Every filler family, as the selection table names it, against a slow
+// model on random triangles: both passes, every blend type, either side,
+// corner colours and depths, stored depths equal to the drawn ones; the
+// textured members over every kind of texture, and their vector writers
+// against the scalar ones.
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 
 #include "raster/flat_solid.h"
 #include "raster/pixel.h"
-#include "raster/raster.h"
-#include "support/line_model.h"
+#include "raster/texture_fill.h"
 #include "support/texture_model.h"
 
 using namespace e3d;
@@ -17,11 +19,6 @@ using namespace e3dtest;
 namespace {
 
 constexpr int kW = 64, kH = 48;
-
-TriangleFillerRoutine Selected(uint32_t shade, uint32_t drawMode, bool depthPass) {
-    const uint32_t mode = drawMode << 20 | shade;
-    return FillerTable[shade][depthPass ? DepthPassFillerIndex(mode) : SortedPassFillerIndex(mode)];
-}
 
 // Corners reach `margin` past the canvas, a quarter snapped to half pixels
 // where ties are common; a ninth of the polygons have no colour of their own.
@@ -32,20 +29,10 @@ void RandomTriangle(std::mt19937 &rng, int round, Triangle &t, float margin) {
         if (round % 4 == 0) cx = std::round(2 * cx) / 2, cy = std::round(2 * cy) / 2;
         t.Corner(i, cx, cy, 0.2f + 0.7f * float(rng() % 1024) / 1024);
     }
-    t.p.flags = rng() & 1 ? 0x80u : 0u;
-    t.depthPass = rng() & 1;
+    t.p.flags = rng() & 1 ? 0x80u : 0u, t.depthPass = rng() & 1;
     const uint16_t levels[] = {0, 1, 128, 254, 255};
     for (E3DMaterial *m : {&t.front, &t.back}) m->alphaMode = uint16_t(rng() % 4), m->alphaLevel = levels[rng() % 5];
-    t.p.color = round % 9 == 0 ? kNoColor : uint32_t(rng() & 0xFFFFFF);
-    t.p.color1 = rng() & 0xFFFFFF, t.p.color2 = rng() & 0xFFFFFF;
-}
-
-// A random scissor now and then; lines and dots are held to it.
-void RandomScissor(std::mt19937 &rng, int round) {
-    E3DViewport *v = CurrentViewport();
-    if (round % 4 == 1) SetViewportScissor(v, float(rng() % 20), float(40 + rng() % 25), float(rng() % 16), float(30 + rng() % 19));
-    else SetViewportScissor(v, 0, kW, 0, kH);
-    LoadClipBounds(v);
+    t.p.color = round % 9 == 0 ? kNoColor : uint32_t(rng() & 0xFFFFFF), t.p.color1 = rng() & 0xFFFFFF, t.p.color2 = rng() & 0xFFFFFF;
 }
 
 // Each visible edge from corner i to i + 1: colour channels in 8.16 and
@@ -88,9 +75,9 @@ void DotsModel(Triangle &t, const RasterTarget &f, bool gouraud) {
     for (int i = 0; i < 3; ++i) {
         const int x = int(t.v[i].screenX), y = int(t.v[i].screenY);
         if (!(x > v->scissorXMin && x < v->scissorXMax && y > v->scissorYMin && y < v->scissorYMax)) continue;
-        f.frame[size_t(y) * f.pitch + x] = Pixel555(colours[gouraud ? i : 0]);
-        int32_t &d = f.depth[size_t(y) * f.pitch + x];
-        if (t.depthPass) d = std::max(d, RoundToInt32(t.v[i].invDepth * kDepthScale));
+        const size_t at = size_t(y) * f.pitch + x;
+        f.frame[at] = Pixel555(colours[gouraud ? i : 0]);
+        if (t.depthPass) f.depth[at] = std::max(f.depth[at], RoundToInt32(t.v[i].invDepth * kDepthScale));
     }
 }
 
@@ -124,7 +111,10 @@ TEST(Fillers, WireAndDotsMatchTheirModels) {
                     if (round % 3 == 0)  // on whole pixels, next to the bounds
                         for (auto &v : t.v) v.screenX = std::round(v.screenX), v.screenY = std::round(v.screenY);
                     t.p.flags |= (rng() % 8) << 9 | (rng() % 2) << 6;
-                    RandomScissor(rng, round);
+                    E3DViewport *v = CurrentViewport();  // now and then a scissor, which lines and dots keep to
+                    if (round % 4 == 1) SetViewportScissor(v, float(rng() % 20), float(40 + rng() % 25), float(rng() % 16), float(30 + rng() % 19));
+                    else SetViewportScissor(v, 0, kW, 0, kH);
+                    LoadClipBounds(v);
                 },
                 [&](Triangle &t, Canvas &) {
                     // Half the painter's rounds through the exported forms without clip codes.
@@ -136,4 +126,101 @@ TEST(Fillers, WireAndDotsMatchTheirModels) {
             EXPECT_GT(changed, 500) << "shade " << shade << " mode " << drawMode;
         }
     }
+}
+
+namespace {
+
+// Texture records over test-owned texels (12 % the key 0x8000, some with bit
+// 15 set) with a spare row, from 1 x 1 to 1024 x 1024, square and not, powers
+// of two and not, some with rows wider than the texture.
+struct Textures {
+    std::vector<E3DTexture> records = std::vector<E3DTexture>(18);
+    std::vector<std::vector<uint16_t>> texels = std::vector<std::vector<uint16_t>>(18);
+    explicit Textures(std::mt19937 &rng) {
+        const int sizes[18][3] = {{1, 1, 1},   {2, 2, 2},     {1, 16, 1},     {16, 1, 16},     {8, 4, 8},   {64, 32, 64},
+                                  {32, 128, 32}, {256, 64, 256}, {1024, 1024, 1024}, {1024, 2, 1024}, {3, 5, 3}, {48, 64, 48},
+                                  {100, 37, 103}, {1000, 3, 1000}, {7, 1, 7},   {1, 9, 1},       {20, 12, 27}, {5, 33, 8}};
+        for (int i = 0; i < 18; ++i) {
+            texels[i].resize(size_t(sizes[i][2]) * (sizes[i][1] + 1));
+            for (auto &p : texels[i]) p = uint16_t(rng() % 100 < 12 ? 0x8000 : rng() & (rng() % 8 ? 0x7FFF : 0xFFFF));
+            E3DTexture &r = records[i];
+            r.pixels = texels[i].data(), r.width = r.width2 = sizes[i][0], r.height = r.height2 = sizes[i][1];
+            r.pitch = 2 * sizes[i][2];
+        }
+    }
+};
+
+// Either side, any blend, steep perspective now and then; power-of-two
+// textures tile, row-length ones keep coordinates inside as the dispatch
+// does; an eighth of the layers read through the record's byte offset.
+void RandomTextured(std::mt19937 &rng, int round, Triangle &t, Textures &textures, int map, float w, float h, float margin) {
+    E3DTexture &tex = textures.records[rng() % 18];
+    t.p.flags = rng() & 1 ? 0x80u : 0u;
+    t.depthPass = rng() & 1;
+    E3DMaterial &side = t.Side();
+    SetMaterialTexture(&side, uint32_t(map), &tex, 0);
+    const bool tiled = (side.layers[map].mode & 0x40000000u) != 0;
+    if (round % 8 == 3) side.layers[map].mode |= 2u, side.layers[map].pixels = nullptr, tex.reserved2[4] = uint32_t(tex.pitch + 1);
+    const uint16_t levels[] = {0, 1, 128, 254, 255};
+    side.alphaMode = uint16_t(round % 8 < 3 ? 0 : rng() % 4), side.alphaLevel = levels[rng() % 5];
+    t.p.color = rng() & 0xFFFFFF, t.p.color1 = rng() & 0xFFFFFF, t.p.color2 = rng() & 0xFFFFFF;
+    std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+    const float zRange = rng() % 3 == 0 ? 0.99f : 0.3f;
+    const float su = tiled ? 6.0f * float(tex.width) : float(tex.width - 1), sv = tiled ? 6.0f * float(tex.height) : float(tex.height - 1);
+    for (int i = 0; i < 3; ++i)
+        t.Corner(i, -margin + (w + 2 * margin) * unit(rng), -margin + (h + 2 * margin) * unit(rng), 1.0f - zRange * unit(rng),
+                 su * (unit(rng) - (tiled ? 0.5f : 0.0f)), sv * (unit(rng) - (tiled ? 0.5f : 0.0f)), map == kEnvironmentMap ? 2 : 0);
+}
+
+}  // namespace
+
+TEST(TextureFill, EveryMemberMatchesTheModelBitForBit) {
+    InitEngine3D();
+    const uint32_t shades[] = {1, 3, 7}, drawModes[] = {15, 23, 39};  // by lighting, by map
+    for (int lighting = 0; lighting < 3; ++lighting) {
+        for (int map = 0; map < 3; ++map) {
+            std::mt19937 rng(1234 + lighting * 7 + map * 3);
+            Textures textures(rng);
+            TextureModel model;
+            model.lighting = lighting, model.map = map;
+            const int rounds = lighting == 1 && map == 0 ? 4000 : 1200;
+            AgainstModel(
+                "texture", 99 + lighting * 3 + map, rounds, 64, 48,
+                [&](auto &r, int round, Triangle &t) {
+                    RandomTextured(r, round, t, textures, map, 64, 48, 0);
+                    model.uMask = g_textureMasks.u, model.vMask = g_textureMasks.v;
+                },
+                [&](Triangle &t, Canvas &) { Selected(shades[lighting], drawModes[map], t.depthPass)(&t.p, t.v); },
+                [&](Triangle &t, const RasterTarget &f) {
+                    model.Draw(t.p, t.v, f.frame, t.depthPass ? f.depth : nullptr, f.pitch);
+                    ASSERT_TRUE(g_textureMasks.u == model.uMask && g_textureMasks.v == model.vMask) << "masks";
+                });
+            EXPECT_EQ(model.clampedFetches, 0) << "in-range coordinates stay inside the texture";
+            const std::set<int> lengths(model.spanLengths.begin(), model.spanLengths.end());
+            for (int n : {1, 2, 15, 16, 17, 31, 32, 33}) EXPECT_TRUE(lengths.count(n)) << "span length " << n;
+            EXPECT_GT(model.spanLengths.size(), size_t(rounds) * 5);
+        }
+    }
+    ReleaseEngine3D();
+}
+
+TEST(TextureFill, VectorWritersMatchTheScalarReference) {
+    // Big triangles past every edge of a padded target: long spans at every
+    // alignment, clipped, half their pixels behind the depth row.
+    std::mt19937 rng(77);
+    InitEngine3D();
+    Textures textures(rng);
+    for (int lighting = 0; lighting < 3; ++lighting) {
+        for (int map = 0; map < 3; ++map) {
+            const auto l = TextureLighting(lighting);
+            const auto m = TextureMapKind(map);
+            EXPECT_GT(AgainstModel(
+                          "vector", 7 + lighting * 3 + map, 60, 300, 160,
+                          [&](auto &r, int round, Triangle &t) { RandomTextured(r, round, t, textures, map, 300, 160, 40); },
+                          [&](Triangle &t, Canvas &c) { TextureFill(&t.p, t.v, c.Target(), l, m, t.depthPass); },
+                          [&](Triangle &t, const RasterTarget &f) { TextureFill(&t.p, t.v, f, l, m, t.depthPass, true); }),
+                      20);
+        }
+    }
+    ReleaseEngine3D();
 }

@@ -92,6 +92,12 @@ struct Triangle {
     }
 };
 
+// The filler the selection table names for a draw mode, shade and pass.
+inline e3d::TriangleFillerRoutine Selected(uint32_t shade, uint32_t drawMode, bool depthPass) {
+    const uint32_t mode = drawMode << 20 | shade;
+    return e3d::FillerTable[shade][depthPass ? e3d::DepthPassFillerIndex(mode) : e3d::SortedPassFillerIndex(mode)];
+}
+
 inline int64_t FloorDiv(int64_t n, int64_t d) {  // d > 0
     return n / d - (n % d < 0 ? 1 : 0);
 }
