@@ -8,6 +8,7 @@
 #include <random>
 #include <set>
 
+#include "core/clip.h"
 #include "raster/flat_solid.h"
 #include "raster/pixel.h"
 #include "raster/texture_fill.h"
@@ -68,12 +69,14 @@ void WireModel(Triangle &t, const RasterTarget &f, bool gouraud) {
 }
 
 // Truncated corners strictly inside the clip bounds; no depth test, no
-// blending; the depth forms keep the nearer depth.
-void DotsModel(Triangle &t, const RasterTarget &f, bool gouraud) {
+// blending; the depth forms keep the nearer depth. Corners beyond the near
+// or far plane are skipped, except by the exported forms (`plain`).
+void DotsModel(Triangle &t, const RasterTarget &f, bool gouraud, bool plain) {
     const E3DViewport *v = CurrentViewport();
     const uint32_t colours[3] = {t.p.color, t.p.color1, t.p.color2};
     for (int i = 0; i < 3; ++i) {
         const int x = int(t.v[i].screenX), y = int(t.v[i].screenY);
+        if (!plain && (t.v[i].clipCode & (kOutNear | kOutFar))) continue;
         if (!(x > v->scissorXMin && x < v->scissorXMax && y > v->scissorYMin && y < v->scissorYMax)) continue;
         const size_t at = size_t(y) * f.pitch + x;
         f.frame[at] = Pixel555(colours[gouraud ? i : 0]);
@@ -111,18 +114,20 @@ TEST(Fillers, WireAndDotsMatchTheirModels) {
                     if (round % 3 == 0)  // on whole pixels, next to the bounds
                         for (auto &v : t.v) v.screenX = std::round(v.screenX), v.screenY = std::round(v.screenY);
                     t.p.flags |= (rng() % 8) << 9 | (rng() % 2) << 6;
+                    const uint32_t codes[] = {0, 0, kOutNear, kOutFar, kOutLeft | kOutFar, kOutRight};
+                    for (auto &v : t.v) v.clipCode = drawMode == 1 ? codes[rng() % 6] : 0;
                     E3DViewport *v = CurrentViewport();  // now and then a scissor, which lines and dots keep to
                     if (round % 4 == 1) SetViewportScissor(v, float(rng() % 20), float(40 + rng() % 25), float(rng() % 16), float(30 + rng() % 19));
                     else SetViewportScissor(v, 0, kW, 0, kH);
                     LoadClipBounds(v);
                 },
                 [&](Triangle &t, Canvas &) {
-                    // Half the painter's rounds through the exported forms without clip codes.
+                    // Half the painter's rounds through the exported forms, which ignore clip codes.
                     void (*plain)(E3DPolygon *, E3DVertex *) = drawMode == 3 ? (shade == 7 ? GouraudWireTriangle : FlatWireTriangle)
                                                                              : (shade == 7 ? GouraudDotsTriangle : FlatDotsTriangle);
                     (!t.depthPass && (t.p.color & 1) ? plain : Selected(shade, drawMode, t.depthPass))(&t.p, t.v);
                 },
-                [&](Triangle &t, const RasterTarget &f) { drawMode == 3 ? WireModel(t, f, shade == 7) : DotsModel(t, f, shade == 7); });
+                [&](Triangle &t, const RasterTarget &f) { drawMode == 3 ? WireModel(t, f, shade == 7) : DotsModel(t, f, shade == 7, !t.depthPass && (t.p.color & 1)); });
             EXPECT_GT(changed, 500) << "shade " << shade << " mode " << drawMode;
         }
     }

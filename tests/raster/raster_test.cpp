@@ -110,7 +110,8 @@ TEST(SolidFill, PainterFanMatchesItsTrianglesInTurn) {
         });
 }
 
-TEST(SpanWriters, FloorDivisionsAgree) {
+TEST(RasterArithmetic, FloorDivisionsAndColourStepsAreExact) {
+    Canvas c(4, 4);  // the engine started: its tables built
     std::mt19937 rng(5);
     const int32_t edges[] = {INT32_MIN, INT32_MIN + 1, -7, -6, -1, 0, 1, 7, INT32_MAX - 1, INT32_MAX};
     for (int i = 0; i < 20000; ++i) {
@@ -123,6 +124,8 @@ TEST(SpanWriters, FloorDivisionsAgree) {
         FloorDivMod(n, 0, &q, &r);  // no division by zero
         ASSERT_TRUE(q == 0 && r == 0);
     }
+    for (int32_t n = 1; n < 1500; ++n)  // line colour steps by the reciprocal table
+        for (int32_t delta = -255; delta <= 255; ++delta) ASSERT_EQ(LineColourStep(delta, n), delta * 65536 / n) << delta << " / " << n;
 }
 
 TEST(RasterTables, ContentsAndBlocks) {
@@ -179,13 +182,6 @@ TEST(SolidFill, ExportedFillersDrawIntoTheCurrentViewportOnly) {
     EXPECT_TRUE(RoundToInt32(-5.0f * kDepthScale) == INT32_MIN && RoundToInt32(2147483520.0f) == 2147483520);
 }
 
-TEST(LineTables, ReciprocalsGiveExactColourSteps) {
-    Canvas c(4, 4);  // starts the engine, which builds the tables
-    for (int32_t n = 1; n < 1500; ++n)
-        for (int32_t delta = -255; delta <= 255; ++delta)
-            ASSERT_EQ(LineColourStep(delta, n), delta * 65536 / n) << delta << " / " << n;
-}
-
 TEST(WireFiller, ClipAndDrawFormsCutEdgesAtTheNearAndFarPlanes) {
     Canvas c(64, 48, true);
     const ClipFrame saved = g_clipFrame;
@@ -207,25 +203,11 @@ TEST(WireFiller, ClipAndDrawFormsCutEdgesAtTheNearAndFarPlanes) {
         EXPECT_TRUE(c.Changed().empty());
     }
     g_clipFrame = saved;
-    Canvas flat(16, 4);  // without a depth buffer the Z forms draw nothing
+    Canvas flat(16, 4);  // without a depth buffer the depth forms draw nothing
     Triangle t(0, 3, 15, 3, 0, 0, 0xE00u);
     for (auto *fill : {ClipAndDrawFlatWireTriangleZ, ClipAndDrawGouraudWireTriangleZ, ClipAndDrawFlatDotsTriangleZ, ClipAndDrawGouraudDotsTriangleZ})
         fill(&t.p, t.v);
     EXPECT_TRUE(flat.Changed().empty());
-}
-
-TEST(DotsFiller, ClipAndDrawFormsSkipDepthCodedCornersAndKeepTheNearerDepth) {
-    Canvas c(32, 32, true);
-    Triangle w(4, 4, 20, 6, 10, 25, 0);
-    w.v[1].clipCode = kOutNear, w.v[2].clipCode = kOutFar | kOutRight;
-    ClipAndDrawGouraudDotsTriangle(&w.p, w.v);
-    EXPECT_EQ(c.Changed().size(), 1u);
-    FlatDotsTriangle(&w.p, w.v);  // the exported form draws all three
-    EXPECT_EQ(c.Changed().size(), 3u);
-    c.Depth()[4 * 32 + 4] = 0x7FFFFFFF;  // nearer than the dot: kept, the dot still drawn
-    c.Clear();
-    ClipAndDrawFlatDotsTriangleZ(&w.p, w.v);
-    EXPECT_TRUE(c.At(4, 4) == 0x7FFF && c.DepthAt(4, 4) == 0x7FFFFFFF);
 }
 
 TEST(DrawLine2D, DrawsThroughTheScissorAndRestoresTheContext) {

@@ -98,9 +98,7 @@ inline e3d::TriangleFillerRoutine Selected(uint32_t shade, uint32_t drawMode, bo
     return e3d::FillerTable[shade][depthPass ? e3d::DepthPassFillerIndex(mode) : e3d::SortedPassFillerIndex(mode)];
 }
 
-inline int64_t FloorDiv(int64_t n, int64_t d) {  // d > 0
-    return n / d - (n % d < 0 ? 1 : 0);
-}
+inline int64_t FloorDiv(int64_t n, int64_t d) { return n / d - (n % d < 0 ? 1 : 0); }  // d > 0
 
 // The pixels of the line from (x0, y0) to (x1, y1), ends rounded to nearest
 // (ties to even), the first end drawn and the second not; one pixel per
@@ -109,11 +107,10 @@ inline int64_t FloorDiv(int64_t n, int64_t d) {  // d > 0
 // the remainder, not with an error term.
 inline std::vector<Pixel> ModelLine(float fx0, float fy0, float fx1, float fy1) {
     const int64_t x0 = int64_t(std::nearbyint(fx0)), y0 = int64_t(std::nearbyint(fy0));
-    const int64_t x1 = int64_t(std::nearbyint(fx1)), y1 = int64_t(std::nearbyint(fy1));
-    std::vector<Pixel> out;
-    const int64_t dx = x1 - x0, dy = y1 - y0;
+    const int64_t dx = int64_t(std::nearbyint(fx1)) - x0, dy = int64_t(std::nearbyint(fy1)) - y0;
     const bool yMajor = std::llabs(dy) > std::llabs(dx);
     const int64_t length = yMajor ? std::llabs(dy) : std::llabs(dx);
+    std::vector<Pixel> out;
     for (int64_t i = 0; i < length; ++i) {
         const int64_t major = (yMajor ? y0 : x0) + ((yMajor ? dy : dx) > 0 ? i : -i);
         // Minor value n0 + i * a / length as (numerator / length).
@@ -135,17 +132,13 @@ inline uint16_t Combine(uint32_t s, uint32_t d, uint32_t blend, uint32_t frameWe
     switch (blend) {
         case 0: return uint16_t(s);
         case 1:
-            for (int c = 0; c < 3; ++c) {
-                const uint32_t keep = c < 2 ? 30u : 31u;
-                out = out << 5 | std::min((s3[c] & keep) + (d3[c] & keep), keep);
-            }
+            for (uint32_t c = 0, keep = 30; c < 3; ++c, keep = c < 2 ? 30 : 31) out = out << 5 | std::min((s3[c] & keep) + (d3[c] & keep), keep);
             return uint16_t(out);
         case 2:
             for (int c = 0; c < 3; ++c) out = out << 5 | ((frameWeight * d3[c] + (255 - frameWeight) * s3[c]) >> 8);
             return uint16_t(out);
         default: {
-            const uint32_t diff = depthForm ? (s & 0x7BDF) - (d | 0x8420) : (s | 0x8420) - (d & 0x7BDF);
-            const uint32_t t = diff & 0x8420;
+            const uint32_t diff = depthForm ? (s & 0x7BDF) - (d | 0x8420) : (s | 0x8420) - (d & 0x7BDF), t = diff & 0x8420;
             return uint16_t(diff & (t - (t >> 5)));
         }
     }
