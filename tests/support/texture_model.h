@@ -32,8 +32,7 @@ struct TextureModel {
             }
         }
     };
-    // Per-triangle state the spans read.
-    const uint16_t *texels = nullptr;
+    const uint16_t *texels = nullptr;  // per triangle, for the spans
     int64_t shift = 0, width = 0, height = 0;
     bool powerOfTwo = false, key = false;
     int blend = 0;
@@ -77,7 +76,6 @@ struct TextureModel {
             for (int c = 0; c < 3; ++c) q[i][3 + c] = float((colours[slots[i]] >> (16 - 8 * c)) & 255);
         }
         if (cy[0] == cy[1] && cy[1] == cy[2]) return;
-
         // Corner sort with its tie rules; a rotation of A, B, C puts the
         // middle corner on the right.
         int top, mid, bot;
