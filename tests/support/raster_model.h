@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "core/view.h"
-#include "engine3d.h"
 #include "raster/raster.h"
 
 namespace e3dtest {
@@ -59,8 +58,7 @@ struct Canvas {
             if ((int(i % pitch) >= width || int(i / pitch) >= height) && pixels[i] != kGuardValue) return false;
         return true;
     }
-    // Pixel -> value of every pixel inside that differs from `background`.
-    std::map<Pixel, uint16_t> Changed(uint16_t background = 0) const {
+    std::map<Pixel, uint16_t> Changed(uint16_t background = 0) const {  // the pixels inside that differ
         std::map<Pixel, uint16_t> m;
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x)
@@ -69,8 +67,8 @@ struct Canvas {
     }
 };
 
-// One triangle over corners 0, 1, 2 with both materials; the back side (flag
-// 0x80) is drawn unless changed. Not copyable: the polygon points into it.
+// One triangle over corners 0, 1, 2 with both materials, back side (0x80)
+// drawn unless changed. Not copyable: the polygon points into it.
 struct Triangle {
     E3DVertex v[3]{};
     E3DPolygon p{};
@@ -183,15 +181,14 @@ int AgainstModel(const char *name, uint32_t seed, int rounds, int w, int h, Make
                 c.Depth()[i] = kind == 0 ? INT32_MIN : kind == 1 ? INT32_MAX : int32_t(rng() % 2 ? near[rng() % 2] : rng() % 0x40000000u);
         }
         const std::vector<uint16_t> before(c.pixels);
-        std::vector<uint16_t> frame(c.pixels);
+        std::vector<uint16_t> frame(before);
         std::vector<int32_t> depth(c.Depth(), c.Depth() + depthN);
         engine(t, c);
         model(t, RasterTarget{frame.data(), depth.data(), c.pitch, w, h});
         for (size_t i = 0; i < n; ++i) {
             if (c.pixels[i] != frame[i] || (i < depthN && c.Depth()[i] != depth[i])) {
-                ADD_FAILURE() << name << " round " << round << " pixel " << i % c.pitch << "," << i / c.pitch
-                              << " got " << c.pixels[i] << " want " << frame[i] << " depth " << c.Depth()[i % depthN]
-                              << " want " << depth[i % depthN];
+                ADD_FAILURE() << name << " round " << round << " pixel " << i % c.pitch << "," << i / c.pitch << " got "
+                              << c.pixels[i] << " want " << frame[i] << " depth " << c.Depth()[i % depthN] << " want " << depth[i % depthN];
                 return changed;
             }
         }

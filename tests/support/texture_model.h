@@ -1,12 +1,7 @@
 // A slow model of the stepping fillers (textured, and the solid ones lit
-// without a texture), written pixel by pixel from their description: every
-// pixel's texel coordinates are recomputed from the run it falls in, with no
-// stepping state carried along the span.
+// without a texture), pixel by pixel: every pixel's texel coordinates are
+// recomputed from the run it falls in, no stepping carried along the span.
 #pragma once
-
-#include <cmath>
-#include <cstdint>
-#include <vector>
 
 #include "support/raster_model.h"
 
@@ -147,7 +142,7 @@ struct TextureModel {
             float z = left.value[0], u = left.value[1], v = left.value[2];
             for (int64_t r = 0; r < k; ++r) z += 16.0f * ddx[0], u += 16.0f * ddx[1], v += 16.0f * ddx[2];
             const float uStart = u * (1.0f / z), vStart = v * (1.0f / z);
-            uint32_t dU = 0, dV = 0;
+            uint32_t dU = 0, dV = 0;  // steps within the run
             if (k < runs) {
                 const float zEnd = z + 16.0f * ddx[0];
                 const float uEnd = (u + 16.0f * ddx[1]) * (1.0f / zEnd), vEnd = (v + 16.0f * ddx[2]) * (1.0f / zEnd);
