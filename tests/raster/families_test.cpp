@@ -149,8 +149,7 @@ struct Textures {
             texels[i].resize(size_t(sizes[i][2]) * (sizes[i][1] + 1));
             for (auto &p : texels[i]) p = uint16_t(rng() % 100 < 12 ? 0x8000 : rng() & (rng() % 8 ? 0x7FFF : 0xFFFF));
             E3DTexture &r = records[i];
-            r.pixels = texels[i].data(), r.width = r.width2 = sizes[i][0], r.height = r.height2 = sizes[i][1];
-            r.pitch = 2 * sizes[i][2];
+            r.pixels = texels[i].data(), r.width = r.width2 = sizes[i][0], r.height = r.height2 = sizes[i][1], r.pitch = 2 * sizes[i][2];
         }
     }
 };
@@ -160,8 +159,7 @@ struct Textures {
 // does; an eighth of the layers read through the record's byte offset.
 void RandomTextured(std::mt19937 &rng, int round, Triangle &t, Textures &textures, int map, float w, float h, float margin) {
     E3DTexture &tex = textures.records[rng() % 18];
-    t.p.flags = rng() & 1 ? 0x80u : 0u;
-    t.depthPass = rng() & 1;
+    t.p.flags = rng() & 1 ? 0x80u : 0u, t.depthPass = rng() & 1;
     E3DMaterial &side = t.Side();
     SetMaterialTexture(&side, uint32_t(map), &tex, 0);
     const bool tiled = (side.layers[map].mode & 0x40000000u) != 0;
@@ -180,7 +178,6 @@ void RandomTextured(std::mt19937 &rng, int round, Triangle &t, Textures &texture
 }  // namespace
 
 TEST(TextureFill, EveryMemberMatchesTheModelBitForBit) {
-    InitEngine3D();
     const uint32_t shades[] = {1, 3, 7}, drawModes[] = {15, 23, 39};  // by lighting, by map
     for (int lighting = 0; lighting < 3; ++lighting) {
         for (int map = 0; map < 3; ++map) {
@@ -206,14 +203,12 @@ TEST(TextureFill, EveryMemberMatchesTheModelBitForBit) {
             EXPECT_GT(model.spanLengths.size(), size_t(rounds) * 5);
         }
     }
-    ReleaseEngine3D();
 }
 
 TEST(TextureFill, VectorWritersMatchTheScalarReference) {
     // Big triangles past every edge of a padded target: long spans at every
     // alignment, clipped, half their pixels behind the depth row.
     std::mt19937 rng(77);
-    InitEngine3D();
     Textures textures(rng);
     for (int lighting = 0; lighting < 3; ++lighting) {
         for (int map = 0; map < 3; ++map) {
@@ -227,5 +222,4 @@ TEST(TextureFill, VectorWritersMatchTheScalarReference) {
                       20);
         }
     }
-    ReleaseEngine3D();
 }
