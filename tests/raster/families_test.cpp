@@ -34,6 +34,7 @@ void RandomTriangle(std::mt19937 &rng, int round, Triangle &t, float margin) {
     const uint16_t levels[] = {0, 1, 128, 254, 255};
     for (E3DMaterial *m : {&t.front, &t.back}) m->alphaMode = uint16_t(rng() % 4), m->alphaLevel = levels[rng() % 5];
     t.p.color = round % 9 == 0 ? kNoColor : uint32_t(rng() & 0xFFFFFF), t.p.color1 = rng() & 0xFFFFFF, t.p.color2 = rng() & 0xFFFFFF;
+    if (round % 5 == 4) t.v[1].screenY = t.v[0].screenY, t.p.color1 = t.p.color;  // a level edge of one colour: no change along x
 }
 
 // Each visible edge from corner i to i + 1: colour channels in 8.16 and
@@ -173,6 +174,7 @@ void RandomTextured(std::mt19937 &rng, int round, Triangle &t, Textures &texture
     for (int i = 0; i < 3; ++i)
         t.Corner(i, -margin + (w + 2 * margin) * unit(rng), -margin + (h + 2 * margin) * unit(rng), 1.0f - zRange * unit(rng),
                  su * (unit(rng) - (tiled ? 0.5f : 0.0f)), sv * (unit(rng) - (tiled ? 0.5f : 0.0f)), map == kEnvironmentMap ? 2 : 0);
+    if (round % 5 == 4) t.v[1].screenY = t.v[0].screenY, t.p.color1 = t.p.color;  // a level edge of one colour
 }
 
 }  // namespace

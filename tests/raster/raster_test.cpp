@@ -165,8 +165,7 @@ TEST(SolidFill, ExportedFillersDrawIntoTheCurrentViewportOnly) {
     Canvas c(16, 16, true, 0, 20);
     Triangle t(0, 0, 10, 0, 0, 10);
     for (auto &v : t.v) v.invDepth = 0.25f;
-    SetRasterContext(nullptr, nullptr);
-    FlatSolidTriangle(&t.p, t.v);  // no current viewport: nothing
+    SetRasterContext(nullptr, nullptr), FlatSolidTriangle(&t.p, t.v);  // no current viewport: nothing
     EXPECT_EQ(c.At(0, 0), 0);
     SetRasterContext(c.viewport, nullptr);
     FlatSolidTriangle(nullptr, t.v), FlatSolidTriangleZ(&t.p, nullptr), GouraudSolidTriangle(nullptr, t.v), GouraudSolidTriangleZ(&t.p, nullptr);
@@ -323,8 +322,7 @@ TEST(TextureFromPixels, CopiesPackedRowsAndRefusesWhatTheFillersCannotAddress) {
     std::vector<uint16_t> wide(32768, 3);  // the largest side the fillers address
     E3DTexture *edge = CreateTextureFromPixels(wide.data(), 32768, 1, 65536);
     ASSERT_TRUE(edge && edge->pixels[32767] == 3);
-    DeleteTexture(edge);
-    leaks.Check();
+    DeleteTexture(edge), leaks.Check();
     EXPECT_EQ(ForEachAllocationFailure<E3DTexture>([&] { return CreateTextureFromPixels(wide.data(), 2, 2, 4); },
                                                    [](E3DTexture *x) { DeleteTexture(x); }), 2) << "the record and the pixels";
 }
