@@ -83,9 +83,9 @@ TEST(SolidFill, PainterFanMatchesItsTrianglesInTurn) {
             std::uniform_real_distribution<float> unit(0.0f, 1.0f);
             count = 3 + int(rng() % 7);
             const float cx = unit(rng) * 80 - 8, cy = unit(rng) * 60 - 6, rx = 2 + unit(rng) * 40, ry = 2 + unit(rng) * 30;
-            float angles[9];
+            std::vector<float> angles(static_cast<size_t>(count));
             for (float &a : angles) a = unit(rng) * 6.2831853f;
-            std::sort(angles, angles + count);
+            std::sort(angles.begin(), angles.end());
             const bool reversed = rng() % 2;
             for (int i = 0; i < count; ++i) {
                 const float a = angles[reversed ? count - 1 - i : i];
