@@ -42,7 +42,7 @@ TEST(Lighting, EveryRoutineMatchesTheModel) {
         for (int a = 0; a < 4; ++a) m[a] = back ? -n[a] : n[a];
         const double d[3] = {P[0] - L[0], P[1] - L[1], P[2] - L[2]}, dist = std::sqrt(Dot(d, d));
         const uint32_t kind = code & ~16u;  // 2 and 18 omni, 3 and 19 attenuated, 4, 5, 20 and 21 directional
-        double k = 0.0, spec = 0.0, doubt = 1.0;  // doubt: nearness to a threshold
+        double k = 0.0, highlight = 0.0, doubt = 1.0;  // doubt: nearness to a threshold
         if (kind == 2 || kind == 3) {
             const double t = (farR - dist) / (farR - nearR);  // smoothstep between near and far
             const double att = kind == 2 ? 1.0 : dist >= farR ? 0.0 : dist <= nearR ? 1.0 : t * t * (3 - 2 * t);
@@ -52,7 +52,7 @@ TEST(Lighting, EveryRoutineMatchesTheModel) {
             doubt = std::min({doubt, std::fabs(dn / dist), std::fabs(th)});
             if (dn >= 0 && att > 0) {
                 k = dn / dist * I * att;
-                if (specOn && th >= 0) spec = std::pow(th, shine) * att;
+                if (specOn && th >= 0) highlight = std::pow(th, shine) * att;
             }
         }
         if (kind == 4 || kind == 5) {
@@ -65,13 +65,13 @@ TEST(Lighting, EveryRoutineMatchesTheModel) {
             doubt = std::min({doubt, std::fabs(dn), std::fabs(th)});
             if (dn >= 0 && !(half && side >= 0)) {
                 k = dn * I;
-                if (specOn && th >= 0) spec = std::pow(th, shine);
+                if (specOn && th >= 0) highlight = std::pow(th, shine);
             }
         }
         if (doubt < 0.02) continue;
         for (int a = 0; a < 3; ++a) ASSERT_NEAR((&s.r)[a], k * c[a], 3e-3 * (1 + k)) << "trial " << trial << " code " << code;
-        ASSERT_NEAR(s.specular, spec, 2e-2 * (1 + spec)) << "trial " << trial << " code " << code;
-        lit += k > 0.01, specular += spec > 0.01;
+        ASSERT_NEAR(s.specular, highlight, 2e-2 * (1 + highlight)) << "trial " << trial << " code " << code;
+        lit += k > 0.01, specular += highlight > 0.01;
     }
     EXPECT_TRUE(lit > 400 && specular > 200) << lit << " " << specular;
 }
