@@ -215,6 +215,27 @@ def seeds():
     q.assign_mesh(0, 0).draw_scene(0)
     s["grown_skinned_mesh"] = q
 
+    # A scene whose polygon list could not be had (removing a mesh with a
+    # failing allocation) still walks a bent skinned mesh and writes nothing.
+    q = Seq().stage()
+    q.op(0).u8(0, 0).i(0).i(0).u8(0).u32(0x00FF8040).u8(0)
+    for x, y in ((-5, -5), (5, -5), (5, 5), (-5, 5)):
+        q.op(0).u8(0, 0).f(x).f(y).f(0)
+    for a, b, c in ((0, 1, 2), (0, 2, 3)):
+        q.op(0).u8(0, 2, a, b, c).i(0).i(1)
+    q.op(0).u8(0, 6, 0)  # validate
+    q.op(12).u8(0, 0, 0, 0).op(12).u8(2, 0, 0, 0).op(12).u8(4, 0, 0, 1, 4)  # root "a"
+    q.op(12).u8(2, 0, 0, 1).op(12).u8(4, 0, 1, 0, 4, 1)  # "Base00" under "a"
+    q.op(3).u8(0, 14, 0, 1).i(0).i(0).f(0).i(0).i(0)  # AssignSkeletonToMesh
+    for vertex in range(4):
+        q.op(12).u8(8, 0, 0, 0, vertex, 0).i(1).u8(1, 1, 1).f(1).f(0).f(0).f(0).u8(vertex)
+    q.op(12).u8(7, 0, 0, 1).f(10).f(20).f(30).u8(0)  # pose "Base00"
+    q.assign_mesh(0, 0).generator(1, 0).activate(1).assign_mesh(0, 1).draw_scene(0)
+    for k in range(1, 5):
+        q.op(9, fail_at=k).u8(0, 3, 1, 1, 1).draw_scene(0).assign_mesh(0, 1)
+    q.draw_scene(0)
+    s["listless_scene_skinned_mesh"] = q
+
     s["empty"] = Seq()
     return s
 
