@@ -104,6 +104,22 @@ class Seq:
     def attach(self, parent_mesh, child_mesh):
         return self.op(11).u8(0, parent_mesh, 0, child_mesh, 0)
 
+    # Mesh slot 0 grown from nothing: a 10 x 10 square of four vertices and
+    # the given triangles.
+    def grown_quad(self, triangles=((0, 1, 2), (0, 2, 3))):
+        self.op(0).u8(0, 0).i(0).i(0).u8(0).u32(0x00FF8040).u8(0)
+        for x, y in ((-5, -5), (5, -5), (5, 5), (-5, 5)):
+            self.op(0).u8(0, 0).f(x).f(y).f(0)
+        for a, b, c in triangles:
+            self.op(0).u8(0, 2, a, b, c).i(0).i(1)
+        return self
+
+    # Skeleton 0: root "a" and "Base00" under it, assigned to mesh slot 0.
+    def two_bone_skeleton(self):
+        self.op(12).u8(0, 0, 0, 0).op(12).u8(2, 0, 0, 0).op(12).u8(4, 0, 0, 1, 4)
+        self.op(12).u8(2, 0, 0, 1).op(12).u8(4, 0, 1, 0, 4, 1)
+        return self.op(3).u8(0, 14, 0, 1).i(0).i(0).f(0).i(0).i(0)
+
     def stage(self, depth=True, own=False):
         self.viewport(0, depth=depth, own=own).enable(0).camera(0).scene(0)
         return self.scene_camera(0, 0).scene_viewport(0, 0)
@@ -134,11 +150,7 @@ def seeds():
 
     # A grown mesh: four vertices, two triangles, validated and drawn.
     q = Seq().stage()
-    q.op(0).u8(0, 0).i(0).i(0).u8(0).u32(0x00FF8040).u8(0)
-    for x, y in ((-5, -5), (5, -5), (5, 5), (-5, 5)):
-        q.op(0).u8(0, 0).f(x).f(y).f(0)
-    for a, b, c in ((0, 1, 2), (0, 2, 3), (0, 2, 1), (0, 3, 2)):  # both windings
-        q.op(0).u8(0, 2, a, b, c).i(0).i(1)
+    q.grown_quad(((0, 1, 2), (0, 2, 3), (0, 2, 1), (0, 3, 2)))  # both windings
     q.op(0).u8(0, 6, 0)  # validate
     q.assign_mesh(0, 0).draw_scene(0)
     s["grown_mesh"] = q
@@ -198,14 +210,8 @@ def seeds():
     # A grown mesh given a skeleton, then grown further: influences of the
     # vertex added after the skin array was made, validation, a pose, a draw.
     q = Seq().stage()
-    q.op(0).u8(0, 0).i(0).i(0).u8(0).u32(0x00FF8040).u8(0)
-    for x, y in ((-5, -5), (5, -5), (5, 5), (-5, 5)):
-        q.op(0).u8(0, 0).f(x).f(y).f(0)
-    for a, b, c in ((0, 1, 2), (0, 2, 3)):
-        q.op(0).u8(0, 2, a, b, c).i(0).i(1)
-    q.op(12).u8(0, 0, 0, 0).op(12).u8(2, 0, 0, 0).op(12).u8(4, 0, 0, 1, 4)  # root "a"
-    q.op(12).u8(2, 0, 0, 1).op(12).u8(4, 0, 1, 0, 4, 1)  # "Base00" under "a"
-    q.op(3).u8(0, 14, 0, 1).i(0).i(0).f(0).i(0).i(0)  # AssignSkeletonToMesh
+    q.grown_quad()
+    q.two_bone_skeleton()
     q.op(0).u8(0, 0).f(0).f(-8).f(0)  # a fifth vertex, past the skin array
     q.op(0).u8(0, 2, 0, 2, 4).i(0).i(1)
     for vertex in (4, 1):
@@ -218,15 +224,9 @@ def seeds():
     # A scene whose polygon list could not be had (removing a mesh with a
     # failing allocation) still walks a bent skinned mesh and writes nothing.
     q = Seq().stage()
-    q.op(0).u8(0, 0).i(0).i(0).u8(0).u32(0x00FF8040).u8(0)
-    for x, y in ((-5, -5), (5, -5), (5, 5), (-5, 5)):
-        q.op(0).u8(0, 0).f(x).f(y).f(0)
-    for a, b, c in ((0, 1, 2), (0, 2, 3)):
-        q.op(0).u8(0, 2, a, b, c).i(0).i(1)
+    q.grown_quad()
     q.op(0).u8(0, 6, 0)  # validate
-    q.op(12).u8(0, 0, 0, 0).op(12).u8(2, 0, 0, 0).op(12).u8(4, 0, 0, 1, 4)  # root "a"
-    q.op(12).u8(2, 0, 0, 1).op(12).u8(4, 0, 1, 0, 4, 1)  # "Base00" under "a"
-    q.op(3).u8(0, 14, 0, 1).i(0).i(0).f(0).i(0).i(0)  # AssignSkeletonToMesh
+    q.two_bone_skeleton()
     for vertex in range(4):
         q.op(12).u8(8, 0, 0, 0, vertex, 0).i(1).u8(1, 1, 1).f(1).f(0).f(0).f(0).u8(vertex)
     q.op(12).u8(7, 0, 0, 1).f(10).f(20).f(30).u8(0)  # pose "Base00"
